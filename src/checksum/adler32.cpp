@@ -1,6 +1,7 @@
 // Adler-32 (RFC 1950): reduction once per chunk; vector tiers in adler32_simd.cpp.
 #include <algorithm>
 
+#include "checksum/adler32.hpp"
 #include "checksum/checksum.hpp"
 #include "checksum/kernels.hpp"
 #include "core/dispatch.hpp"
@@ -8,30 +9,18 @@
 #include "zeldc.h"
 
 namespace zeldc::checksum {
-namespace {
-
-constexpr uint32_t kModulus = 65521;
-// The longest chunk for which the second sum cannot overflow 32 bits, even from unreduced halves.
-constexpr size_t kChunk = 5552;
-static_assert(uint64_t{65535} * (1 + kChunk) + uint64_t{255} * kChunk * (kChunk + 1) / 2 <=
-              0xFFFFFFFFU + uint64_t{65535} * kChunk);
-
-}  // namespace
-
 uint32_t adler32Plain(uint32_t adler, const uint8_t* src, size_t size) {
-    uint32_t a = adler & 0xFFFF;
-    uint32_t b = adler >> 16;
+    AdlerSums sums = AdlerSums::of(adler);
     while (size != 0) {
-        const size_t chunk = std::min(size, kChunk);
+        const size_t chunk = std::min(size, kAdlerChunk);
         for (const uint8_t* end = src + chunk; src != end; ++src) {
-            a += *src;
-            b += a;
+            sums.a += *src;
+            sums.b += sums.a;
         }
-        a %= kModulus;
-        b %= kModulus;
+        sums.reduce();
         size -= chunk;
     }
-    return b << 16 | a;
+    return sums.value();
 }
 
 extern "C" ZELDC_NO_SANITIZE AdlerKernel* zeldcResolveAdler32() {

@@ -38,7 +38,9 @@ uint32_t crc32Plain(uint32_t crc, const uint8_t* src, size_t size) {
 }
 
 extern "C" ZELDC_NO_SANITIZE CrcKernel* zeldcResolveCrc32() {
-    return cpu::features().pclmul && cpu::features().sse41 ? crc32Clmul : crc32Plain;
+    const cpu::Features has = cpu::features();
+    if (has.vpclmul && has.avx2) return crc32WideClmul;
+    return has.pclmul && has.sse41 ? crc32Clmul : crc32Plain;
 }
 ZELDC_DISPATCHED(CrcKernel, zeldcCrc32, zeldcResolveCrc32);
 
@@ -46,20 +48,28 @@ uint32_t crc32(uint32_t crc, const uint8_t* src, size_t size) {
     return ~zeldcCrc32(~crc, src, size);
 }
 
+namespace {
+
+inline ZelStatus update(const uint8_t* src, int32_t size, uint32_t* crc) {
+    store(crc, ~zeldcCrc32(~load<uint32_t>(crc), src, static_cast<size_t>(size)));
+    return zelStsOk;
+}
+
+}  // namespace
 }  // namespace zeldc::checksum
+
+using namespace zeldc::checksum;
 
 extern "C" {
 
 ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCRC) {
-    using namespace zeldc;
-    store(pCRC, checksum::crc32(load<uint32_t>(pCRC), pSrc, static_cast<size_t>(len)));
-    return zelStsOk;
+    return update(pSrc, len, pCRC);
 }
 
 ZelStatus zelsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCRC) {
     if (pSrc == nullptr || pCRC == nullptr) return zelStsNullPointer;
     if (len < 1) return zelStsBadSize;
-    return ownsCRC32_8u(pSrc, len, pCRC);
+    return update(pSrc, len, pCRC);
 }
 
 }  // extern "C"

@@ -23,7 +23,9 @@ uint32_t crc32Bz2Plain(uint32_t crc, const uint8_t* src, size_t size) {
 }
 
 extern "C" ZELDC_NO_SANITIZE CrcKernel* zeldcResolveCrc32Bz2() {
-    return cpu::features().pclmul && cpu::features().sse41 ? crc32Bz2Clmul : crc32Bz2Plain;
+    const cpu::Features has = cpu::features();
+    if (has.vpclmul && has.avx2) return crc32Bz2WideClmul;
+    return has.pclmul && has.sse41 ? crc32Bz2Clmul : crc32Bz2Plain;
 }
 ZELDC_DISPATCHED(CrcKernel, zeldcCrc32Bz2, zeldcResolveCrc32Bz2);
 

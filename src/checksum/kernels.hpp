@@ -9,9 +9,11 @@ namespace zeldc::checksum {
 // Works on the raw remainder: callers undo and redo the final inversion.
 using CrcKernel = uint32_t(uint32_t crc, const uint8_t* src, size_t size);
 CrcKernel crc32Plain;
-CrcKernel crc32Clmul;  // PCLMULQDQ and SSE4.1
+CrcKernel crc32Clmul;      // PCLMULQDQ and SSE4.1
+CrcKernel crc32WideClmul;  // VPCLMULQDQ and AVX2
 CrcKernel crc32Bz2Plain;
 CrcKernel crc32Bz2Clmul;
+CrcKernel crc32Bz2WideClmul;
 
 using AdlerKernel = uint32_t(uint32_t adler, const uint8_t* src, size_t size);
 AdlerKernel adler32Plain;

@@ -16,6 +16,7 @@ struct Features {
     bool pclmul = false;
     bool avx2 = false;
     bool bmi2 = false;
+    bool vpclmul = false;  // VPCLMULQDQ on 256-bit registers
 };
 
 // AVX registers are usable only when the system saves them (XCR0 bits 1 and 2).
@@ -44,6 +45,7 @@ ZELDC_NO_SANITIZE inline Features detect() {
     __cpuid_count(7, 0, a, b, c, d);
     found.avx2 = avxUsable && (b & bit_AVX2) != 0;
     found.bmi2 = (b & bit_BMI2) != 0;
+    found.vpclmul = avxUsable && (c & bit_VPCLMULQDQ) != 0;
     return found;
 }
 

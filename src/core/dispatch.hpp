@@ -28,18 +28,18 @@
 namespace zeldc {
 
 // Tests switch tiers while they run, so they choose anew on each call.
-template <class Signature, Signature* (*resolve)()>
-struct TestDispatch;
-
-template <class Result, class... Args, Result (*(*resolve)())(Args...)>
-struct TestDispatch<Result(Args...), resolve> {
-    Result operator()(Args... args) const { return resolve()(args...); }
+template <auto resolve>
+struct TestDispatch {
+    template <class... Args>
+    auto operator()(Args... args) const {
+        return resolve()(args...);
+    }
 };
 
 }  // namespace zeldc
 
 #define ZELDC_DISPATCHED(Signature, name, resolver) \
-    constexpr ::zeldc::TestDispatch<Signature, resolver> name {}
+    constexpr ::zeldc::TestDispatch<resolver> name {}
 
 #else
 

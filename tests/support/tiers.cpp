@@ -11,7 +11,7 @@ zeldc::cpu::Features chosen() {
     const char* name = std::getenv("ZELDC_TIER");
     const std::string tier = name == nullptr ? "full" : name;
     if (tier == "plain") features = {};
-    if (tier == "sse") features.avx2 = features.bmi2 = false;
+    if (tier == "sse") features.avx2 = features.bmi2 = features.vpclmul = false;
     return features;
 }
 
