@@ -1,6 +1,8 @@
 // Operations called from stacks that are aligned to 4 bytes only give what they always give.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "support/misaligned_call.hpp"
 #include "support/shapes.hpp"
 #include "zeldc.h"
@@ -46,12 +48,43 @@ TEST(MisalignedStack, MemoryAndSort) {
         EXPECT_EQ(callMisaligned(shift, sort, {word(elements), 300}), zelStsOk);
         for (int32_t i = 0; i < 300; ++i)
             EXPECT_EQ(elements[i], i + 1);
-        const auto* allocate = reinterpret_cast<const void*>(&zelsMalloc_8u);
-        const auto* release = reinterpret_cast<const void*>(&zelsFree);
-        const int32_t block = callMisaligned(shift, allocate, {1000});
-        EXPECT_NE(block, 0);
-        callMisaligned(shift, release, {static_cast<uintptr_t>(block)});
     }
+}
+
+// A hook is compiled for the full alignment and must find it.
+int hookCalls = 0;
+int hookCallsOffBalance = 0;
+
+void lookAtFrame(const void* frame) {
+    ++hookCalls;
+    // The return address and the saved frame pointer lie between the frame and the arguments.
+    hookCallsOffBalance += (word(frame) + 2 * sizeof(void*)) % 16 != 0 ? 1 : 0;
+}
+
+void* watchingMalloc(size_t size) {
+    lookAtFrame(__builtin_frame_address(0));
+    return malloc(size);
+}
+
+void watchingFree(void* block) {
+    lookAtFrame(__builtin_frame_address(0));
+    free(block);
+}
+
+TEST(MisalignedStack, HooksAreCalledAligned) {
+    i_malloc = watchingMalloc;
+    i_free = watchingFree;
+    for (const uint32_t shift : support::kStackShifts) {
+        const int32_t block =
+            callMisaligned(shift, reinterpret_cast<const void*>(&zelsMalloc_8u), {1000});
+        EXPECT_NE(block, 0);
+        callMisaligned(shift, reinterpret_cast<const void*>(&zelsFree),
+                       {static_cast<uintptr_t>(block)});
+    }
+    i_malloc = malloc;
+    i_free = free;
+    EXPECT_EQ(hookCalls, 8);
+    EXPECT_EQ(hookCallsOffBalance, 0);
 }
 
 }  // namespace

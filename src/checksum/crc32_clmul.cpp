@@ -74,7 +74,7 @@ CLMUL __m128i constant(FoldConstants k) {
 // multiplied by x); a constant is either in the high 32 bits, or in the low ones and then stands
 // for itself times x^32, which is what the exponents make up for.
 struct Reflected {
-    static constexpr const CrcTables& tables = kReflectedTables;
+    static constexpr bool reversesBytes = false;
     static constexpr FoldConstants distance(unsigned bits) {
         return {reversed(powerOfX(bits + 31)), reversed(powerOfX(bits - 33))};
     }
@@ -93,7 +93,7 @@ struct Reflected {
         return {first, second};
     }
     CLMUL uint32_t reducedTo32(Words v) {
-        const auto& t = tables;
+        const CrcTables& t = kReflectedTables;
         return t[3][v.first & 0xFF] ^ t[2][(v.first >> 8) & 0xFF] ^ t[1][(v.first >> 16) & 0xFF] ^
                t[0][v.first >> 24] ^ v.second;
     }
@@ -104,7 +104,7 @@ struct Reflected {
 
 // Bit order of bzip2: with the bytes of a block reversed, registers read as numbers.
 struct MsbFirst {
-    static constexpr const CrcTables& tables = kMsbFirstTables;
+    static constexpr bool reversesBytes = true;
     static constexpr FoldConstants distance(unsigned bits) {
         return {powerOfX(bits), powerOfX(bits + 64)};
     }
@@ -126,7 +126,7 @@ struct MsbFirst {
         return {first, second};
     }
     CLMUL uint32_t reducedTo32(Words v) {
-        const auto& t = tables;
+        const CrcTables& t = kMsbFirstTables;
         return t[3][v.first >> 24] ^ t[2][(v.first >> 16) & 0xFF] ^ t[1][(v.first >> 8) & 0xFF] ^
                t[0][v.first & 0xFF] ^ v.second;
     }
@@ -202,7 +202,7 @@ CLMUL uint32_t crcByFolding(uint32_t crc, const uint8_t* src, size_t size) {
 template <class Order>
 WIDE_CLMUL __m256i wideBlockAt(const uint8_t* src) {
     const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
-    if constexpr (&Order::tables == &kReflectedTables) return block;
+    if constexpr (!Order::reversesBytes) return block;
     return _mm256_shuffle_epi8(block, _mm256_broadcastsi128_si256(_mm_set_epi8(
                                           0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15)));
 }
