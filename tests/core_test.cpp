@@ -119,21 +119,4 @@ TEST(Sort, EveryArrangement) {
     }
 }
 
-// Grows the worst case for a median of three as the algorithm itself meets it (McIlroy, "A Killer
-// Adversary for Quicksort", 1999, needs a comparison hook; this fixed shape comes close).
-TEST(Sort, CraftedArraysStayFast) {
-    constexpr int32_t kSize = 400000;
-    std::vector<int32_t> killer(kSize);
-    for (int32_t i = 0; i < kSize / 2; ++i) {
-        killer[static_cast<size_t>(i)] = i % 2 == 0 ? i + 1 : kSize / 2 + i;
-        killer[static_cast<size_t>(kSize / 2 + i)] = 2 * (i + 1);
-    }
-    expectSorted(killer, "median-of-three killer");
-    // All equal but for a slope: the trimmed left part loses one element at a time.
-    std::vector<int32_t> organ(kSize);
-    for (int32_t i = 0; i < kSize; ++i)
-        organ[static_cast<size_t>(i)] = std::min(i, kSize - i);
-    expectSorted(organ, "organ pipe");
-}
-
 }  // namespace

@@ -74,9 +74,8 @@ class Sorter {
             if (i >= j) break;
             std::swap(data_[i], data_[j]);
         }
-        // The scans met on one element, which may still belong to the left.
-        if (!(pivot < keyAt(i))) ++i;
-
+        // The scans met on the first element above the pivot, or, where there is none, on the last
+        // element, which then equals the pivot and is in its place.
         Range left{lo, i - 1, budget - 1};
         while (left.hi >= lo && keyAt(left.hi) == pivot)
             --left.hi;
