@@ -278,6 +278,61 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /* Move-to-front                                                            */
 /* ======================================================================== */
 
+/*
+ * Move-to-front over bytes (Bentley, Sleator, Tarjan, Wei: "A locally adaptive data compression
+ * scheme", CACM 29/4, 1986): each byte is coded as the number of different byte values used since
+ * its last use. The state is the list of the 256 byte values, most recent first, and nothing else;
+ * it persists between calls, so that any split of a stream into calls gives the same output.
+ *
+ * The two directions keep the list in two forms, which is visible in the state's 256 bytes: forward
+ * holds the position of each value (entry v is where value v stands), inverse holds the value at
+ * each position. A fresh state serves either direction and belongs to it from its first use until
+ * it is initialised again.
+ */
+
+/*
+ * Writes the size of a state, 256, to *pSize.
+ *
+ * zelStsNullPointer: pSize is null.
+ */
+ZELDC_API ZelStatus zelsMTFGetSize_8u(int32_t* pSize);
+
+/*
+ * Sets the list to 0, 1, 2 .. 255 in the 256 bytes at pState.
+ *
+ * zelStsNullPointer: pState is null.
+ */
+ZELDC_API ZelStatus zelsMTFInit_8u(MtfState* pState);
+
+/*
+ * Allocates a state with zelsMalloc_8u, initialises it and stores it in *ppState, to be released
+ * with zelsMTFFree_8u.
+ *
+ * zelStsNullPointer: ppState is null. zelStsNoMemory: there is no memory; *ppState is then null,
+ * where other families leave it unwritten.
+ */
+ZELDC_API ZelStatus zelsMTFInitAlloc_8u(MtfState** ppState);
+
+/* Releases a state of zelsMTFInitAlloc_8u; null is ignored. */
+ZELDC_API void zelsMTFFree_8u(MtfState* pState);
+
+/*
+ * Replaces each of the len bytes at pSrc by its position in the list (0 is the front), moving it
+ * to the front, and writes the len positions to pDst, which may be pSrc.
+ *
+ * zelStsNullPointer: pSrc, pDst or pState is null. zelStsBadSize: len is below 1. Neither the
+ * destination nor the state has then changed.
+ */
+ZELDC_API ZelStatus zelsMTFFwd_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len,
+                                  MtfState* pState);
+
+/*
+ * Undoes zelsMTFFwd_8u: replaces each of the len positions at pSrc (any byte is one) by the byte
+ * value there, moving it to the front. Arguments and results as with zelsMTFFwd_8u.
+ */
+ZELDC_API ZelStatus zelsMTFInv_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len,
+                                  MtfState* pState);
+
 /* ======================================================================== */
 /* Byte run-length coder                                                    */
 /* ======================================================================== */
