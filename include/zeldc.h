@@ -270,6 +270,155 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /* Block sorting: initial RLE, dictionary, zero runs                        */
 /* ======================================================================== */
 
+/*
+ * The stages around the Burrows-Wheeler transform, as bzip2 has them. A block is compressed by
+ * zelsEncodeRLE_BZ2_8u, the transform, zelsReduceDictionary_8u_I, zelsMTFFwd_8u and
+ * zelsEncodeZ1Z2_BZ2_8u16u, and restored by their inverses in reverse order. The caller keeps the
+ * block's size, its checksum and its place in a stream.
+ */
+
+/*
+ * Initial run lengths: four equal bytes are followed by a count byte, 0..255, of further copies. A
+ * run longer than 259 goes on as a new one. The encoder's state is 264 bytes: the table of byte
+ * values written so far, as literal or as count, the last literal, and the length of the open run.
+ */
+
+/*
+ * Writes the size of a state, 264, to *pSize.
+ *
+ * zelStsNullPointer: pSize is null.
+ */
+ZELDC_API ZelStatus zelsRLEGetSize_BZ2_8u(int32_t* pSize);
+
+/*
+ * Prepares the 264 bytes at pState for a block: no value in use, no run open.
+ *
+ * zelStsNullPointer: pState is null.
+ */
+ZELDC_API ZelStatus zelsEncodeRLEInit_BZ2_8u(RleBz2State* pState);
+
+/*
+ * Allocates a state with zelsMalloc_8u, initialises it and stores it in *ppState, to be released
+ * with zelsRLEFree_BZ2_8u.
+ *
+ * zelStsNullPointer: ppState is null, or there is no memory: the status is that of Init on a null
+ * state, and *ppState is then null. (zelStsNoMemory is never returned here.)
+ */
+ZELDC_API ZelStatus zelsEncodeRLEInitAlloc_BZ2_8u(RleBz2State** ppState);
+
+/* Releases a state of zelsEncodeRLEInitAlloc_BZ2_8u; null is ignored. */
+ZELDC_API void zelsRLEFree_BZ2_8u(RleBz2State* pState);
+
+/*
+ * Encodes the *pSrcLen bytes at *ppSrc into pDst, which has room for *pDstLen. *ppSrc advances and
+ * *pSrcLen falls by the bytes consumed; *pDstLen becomes the number of bytes written. The output,
+ * the byte of Flush included, is at most 5/4 of the input.
+ *
+ * A run stays open at the end of the source, its count unwritten: it is closed by the first
+ * different byte of a later call, or by zelsEncodeRLEFlush_BZ2_8u, so that every split of a block
+ * into calls gives the same output.
+ *
+ * zelStsOk: the source is used up. zelStsDstFull: it is not, since the destination filled. Four
+ * equal literals that fill the destination stop the call too, before any further copy of them is
+ * consumed.
+ * zelStsNullPointer: ppSrc, *ppSrc, pSrcLen, pDst, pDstLen or pState is null. zelStsBadSize:
+ * *pSrcLen or *pDstLen is below 1.
+ */
+ZELDC_API ZelStatus zelsEncodeRLE_BZ2_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                         int32_t* pDstLen, RleBz2State* pState);
+
+/*
+ * Ends a block: writes the count byte of a run of four or more that is still open. *pDstLen, the
+ * room at pDst, becomes 1 or 0, the number of bytes written.
+ *
+ * The last literal and a run of up to three remain in the state and would join equal bytes that
+ * follow: an unrelated block begins with zelsEncodeRLEInit_BZ2_8u.
+ *
+ * zelStsNullPointer: pDst, pDstLen or pState is null. zelStsBadSize: *pDstLen is below 1, even when
+ * nothing is to be written.
+ */
+ZELDC_API ZelStatus zelsEncodeRLEFlush_BZ2_8u(uint8_t* pDst, int32_t* pDstLen, RleBz2State* pState);
+
+/*
+ * Copies the table of values in use to the 256 bytes at inUse: entry b is 1 if byte b has been
+ * written since Init, else 0.
+ *
+ * zelStsNullPointer: inUse or pState is null.
+ */
+ZELDC_API ZelStatus zelsRLEGetInUseTable_8u(uint8_t* inUse, const RleBz2State* pState);
+
+/*
+ * Decodes the *pSrcLen bytes at *ppSrc into pDst, which has room for *pDstLen; arguments advance as
+ * with zelsEncodeRLE_BZ2_8u. It keeps no state: a call takes a whole block. An empty source gives
+ * zelStsOk with *pDstLen 0.
+ *
+ * zelStsOk: the source is used up and the destination has room left. zelStsDstFull: the
+ * destination is exactly full, whether or not source remains (*pSrcLen tells), or the copies of a
+ * run do not fit: its count byte is then consumed and none of them is written. Decoding cannot be
+ * resumed after that; repeat the block with more room.
+ * zelStsNullPointer: ppSrc, *ppSrc, pSrcLen, pDst or pDstLen is null. zelStsBadSize: *pDstLen is
+ * below 1 or *pSrcLen negative.
+ */
+ZELDC_API ZelStatus zelsDecodeRLE_BZ2_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                         int32_t* pDstLen);
+
+/*
+ * Renumbers the len bytes at pSrcDst in place to the alphabet in use: each becomes the number of
+ * smaller values whose entry in the 256-byte table inUse is not 0. The number of all such entries
+ * goes to *pSizeDictionary.
+ *
+ * A byte whose own entry is 0 is no error: it gets the rank of the next value in use.
+ *
+ * zelStsNullPointer: inUse, pSrcDst or pSizeDictionary is null. zelStsBadSize: len is below 1.
+ */
+ZELDC_API ZelStatus zelsReduceDictionary_8u_I(const uint8_t* inUse, uint8_t* pSrcDst, int32_t len,
+                                              int32_t* pSizeDictionary);
+
+/*
+ * Undoes zelsReduceDictionary_8u_I: byte k becomes the k-th value in use, for k from 0 to
+ * sizeDictionary - 1. A byte for which there is no such value becomes 0.
+ *
+ * zelStsNullPointer: inUse or pSrcDst is null. zelStsBadSize: len or sizeDictionary is below 1.
+ */
+ZELDC_API ZelStatus zelsExpandDictionary_8u_I(const uint8_t* inUse, uint8_t* pSrcDst, int32_t len,
+                                              int32_t sizeDictionary);
+
+/*
+ * Zero runs: a run of z zero bytes becomes the digits of z in bijective base 2, least significant
+ * first, as symbols 0 (worth 1) and 1 (worth 2); any other byte b becomes symbol b + 1. Encodes the
+ * *pSrcLen bytes at *ppSrc into the 16-bit symbols at pDst, room for *pDstLen of them, and adds
+ * each symbol written to its counter in pFreq, 257 entries, which the caller clears. *ppSrc
+ * advances and *pSrcLen falls by the bytes consumed; *pDstLen becomes the number of symbols
+ * written. No end-of-block symbol is written.
+ *
+ * A run that needs more symbols than are free is cut: with r free, 2^(r+1) - 2 zeros are consumed
+ * and fill the destination. No run is carried into the next call, which codes the rest as a run of
+ * its own; a decoder joins the two into something else, so a block belongs into one call. *pSrcLen
+ * symbols always suffice.
+ *
+ * zelStsOk: the source is used up. zelStsDstFull: it is not.
+ * zelStsNullPointer: ppSrc, *ppSrc, pSrcLen, pDst, pDstLen or pFreq is null. zelStsBadSize:
+ * *pSrcLen or *pDstLen is below 1.
+ */
+ZELDC_API ZelStatus zelsEncodeZ1Z2_BZ2_8u16u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                             uint16_t* pDst, int32_t* pDstLen, uint32_t* pFreq);
+
+/*
+ * Decodes the *pSrcLen zero-run symbols at *ppSrc into pDst, room for *pDstLen bytes. *ppSrc
+ * advances and *pSrcLen falls by the symbols consumed; *pDstLen becomes the number of bytes
+ * written. Of a symbol above 256 the low eight bits of s - 1 are taken.
+ *
+ * A run that does not fit is not written at all, yet its digits are consumed. A run that fits
+ * exactly is written, and the symbol behind it stays. A run's length saturates, it never wraps.
+ *
+ * zelStsOk: the source is used up and all of it written. zelStsDstFull: symbols remain, or the last
+ * run did not fit.
+ * zelStsNullPointer: ppSrc, *ppSrc, pSrcLen, pDst or pDstLen is null. zelStsBadSize: *pSrcLen or
+ * *pDstLen is below 1.
+ */
+ZELDC_API ZelStatus zelsDecodeZ1Z2_BZ2_16u8u(const uint16_t** ppSrc, int32_t* pSrcLen,
+                                             uint8_t* pDst, int32_t* pDstLen);
+
 /* ======================================================================== */
 /* Block sorting: multi-table Huffman coder                                 */
 /* ======================================================================== */

@@ -73,7 +73,7 @@ extern "C" ZelStatus zelsMTFInit_8u(MtfState* pState) {
 extern "C" ZelStatus zelsMTFInitAlloc_8u(MtfState** ppState) {
     if (ppState == nullptr) return zelStsNullPointer;
     auto* state = reinterpret_cast<MtfState*>(allocate(sizeof(MtfTable)));
-    store(ppState, state);
+    *anyAlignment(ppState) = state;
     return state == nullptr ? zelStsNoMemory : zelsMTFInit_8u(state);
 }
 
