@@ -520,7 +520,7 @@ ZELDC_API ZelStatus zelsEncodeHuff_BZ2_16u8u(uint32_t* pCode, int32_t* pCodeLenB
  * The kernel that chooses tables for groups, without any argument check: for each group of 50 of
  * the len symbols at pSrc (all below 258; the last group may be shorter) finds the table, of
  * tableCount (1..6), whose code lengths for the group's symbols have the smallest sum, the
- * lowest-numbered of equals. pLengths holds 258 lengths (bytes) per table, pSelectors receives a
+ * lowest-numbered of equals. pLengths holds 258 lengths (bytes, 0..25) per table, pSelectors receives a
  * byte per group, pCounts (258 per table) how often each symbol occurs in the groups of each
  * table. Returns zelStsOk.
  */

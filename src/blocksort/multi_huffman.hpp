@@ -88,13 +88,29 @@ struct DecodeLayout {
 };
 static_assert(sizeof(DecodeLayout) == 8176 && alignof(DecodeLayout) == 1);
 
-// Chooses the cheapest table for each group of symbols; the lowest-numbered of equals. `lengths`
-// are code lengths below 256 per table. With `recount` the counters start from zero; otherwise
-// they and the selectors are those of an earlier choice over the same symbols, and only groups
-// that change hands are counted again.
+// How often each symbol occurs in the groups of each table, in two parts that are to be added.
+struct GroupCounts {
+    uint32_t even[kMaxTables][kMaxAlphabet];
+    uint32_t odd[kMaxTables][kMaxAlphabet];
+
+    uint32_t of(int32_t table, int32_t symbol) const {
+        return even[table][symbol] + odd[table][symbol];
+    }
+};
+
+constexpr int32_t kLongestCosted = 25;  // bits of a code that the choice of tables can deal with
+static_assert(kEncodeLongest <= kLongestCosted);
+
+// Chooses the cheapest table for each group of symbols, the lowest-numbered of equals, and counts
+// the symbols of each table's groups.
 void selectGroups(const U16* src, int32_t symbolCount, int32_t tableCount,
-                  const uint8_t (*lengths)[kMaxAlphabet], bool recount,
-                  uint32_t (*counts)[kMaxAlphabet], uint8_t* selectors);
+                  const uint8_t (*lengths)[kMaxAlphabet], GroupCounts& counts, uint8_t* selectors);
+
+// The same where counters and selectors are those of an earlier choice over the same symbols: only
+// the groups that change tables, soon a few, are counted again.
+void reselectGroups(const U16* src, int32_t symbolCount, int32_t tableCount,
+                    const uint8_t (*lengths)[kMaxAlphabet], GroupCounts& counts,
+                    uint8_t* selectors);
 
 // Whether every symbol is below `alphaSize`.
 bool symbolsBelow(const U16* src, int32_t symbolCount, int32_t alphaSize);

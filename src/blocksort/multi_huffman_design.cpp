@@ -50,10 +50,11 @@ constexpr uint32_t kLargestWeight = static_cast<uint32_t>(kMaxSelectors) * kGrou
 static_assert(kMaxAlphabet <= 1 << kSymbolBits);
 static_assert(kLargestWeight < 1U << (32 - kSymbolBits));
 
-void designCode(const uint32_t* counts, int32_t alphaSize, uint8_t* lengths) {
+void designCode(const GroupCounts& counts, int32_t table, int32_t alphaSize, uint8_t* lengths) {
     uint32_t order[kMaxAlphabet];
     for (int32_t s = 0; s < alphaSize; ++s) {
-        const uint32_t weight = counts[s] != 0 ? counts[s] : 1;
+        const uint32_t count = counts.of(table, s);
+        const uint32_t weight = count != 0 ? count : 1;
         order[s] = weight << kSymbolBits | static_cast<uint32_t>(s);
     }
     sortAscending(order, alphaSize, [](uint32_t key) { return key; });
@@ -64,6 +65,11 @@ void designCode(const uint32_t* counts, int32_t alphaSize, uint8_t* lengths) {
     limitLengths(depths, alphaSize, kEncodeLongest);
     for (int32_t i = 0; i < alphaSize; ++i)
         lengths[order[i] & ((1U << kSymbolBits) - 1)] = static_cast<uint8_t>(depths[i]);
+}
+
+void designCodes(EncodeLayout& state, const GroupCounts& counts) {
+    for (int32_t t = 0; t < state.tableCount; ++t)
+        designCode(counts, t, state.alphaSize, state.lengths[t]);
 }
 
 void assignCodes(EncodeLayout& state, int32_t table) {
@@ -86,13 +92,15 @@ void rankSelectors(EncodeLayout& state) {
 void designTables(EncodeLayout& state, const U32* frequencies, const U16* src) {
     dealAlphabet(state, frequencies);
     std::memset(state.codes, 0, sizeof state.codes);
-    uint32_t counts[kMaxTables][kMaxAlphabet];
-    for (int32_t round = 0; round < kRounds; ++round) {
-        selectGroups(src, state.symbolCount, state.tableCount, state.lengths, round == 0, counts,
-                     state.selectors());
-        if (round == 0) std::memset(state.lengths, 0, sizeof state.lengths);
-        for (int32_t t = 0; t < state.tableCount; ++t)
-            designCode(counts[t], state.alphaSize, state.lengths[t]);
+    GroupCounts counts;
+    selectGroups(src, state.symbolCount, state.tableCount, state.lengths, counts,
+                 state.selectors());
+    std::memset(state.lengths, 0, sizeof state.lengths);
+    designCodes(state, counts);
+    for (int32_t round = 1; round < kRounds; ++round) {
+        reselectGroups(src, state.symbolCount, state.tableCount, state.lengths, counts,
+                       state.selectors());
+        designCodes(state, counts);
     }
     for (int32_t t = 0; t < state.tableCount; ++t)
         assignCodes(state, t);
