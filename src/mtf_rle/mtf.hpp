@@ -19,7 +19,8 @@ static_assert(sizeof(MtfTable) == 256 && alignof(MtfTable) == 1);
 void mtfInit(MtfTable& table);
 
 // src and dst may be the same buffer; the table may lie anywhere outside both.
-void mtfForward(const uint8_t* src, uint8_t* dst, size_t size, MtfTable& ranks);
-void mtfInverse(const uint8_t* src, uint8_t* dst, size_t size, MtfTable& list);
+using MtfTransform = void(const uint8_t* src, uint8_t* dst, size_t size, MtfTable& table);
+MtfTransform mtfForward;
+MtfTransform mtfInverse;
 
 }  // namespace zeldc::mtf_rle
