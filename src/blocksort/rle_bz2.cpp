@@ -29,56 +29,125 @@ struct OpenRun {
     int32_t count = 0;
 };
 
-// The index behind the first byte that equals its three predecessors, or `size` if there is none.
-// size >= 3.
-size_t endOfFourEqual(const uint8_t* src, size_t size) {
-    const auto at = [src](size_t i) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
-    };
-    size_t i = 3;
-    for (; size - i >= 16; i += 16) {
-        const __m128i v = at(i);
-        const __m128i pair = _mm_cmpeq_epi8(v, at(i - 1));
-        const __m128i four = _mm_and_si128(
-            pair, _mm_and_si128(_mm_cmpeq_epi8(v, at(i - 2)), _mm_cmpeq_epi8(v, at(i - 3))));
-        const auto found = static_cast<unsigned>(_mm_movemask_epi8(four));
-        if (found != 0) return i + static_cast<size_t>(std::countr_zero(found)) + 1;
-    }
-    for (; i < size; ++i) {
-        if (src[i] == src[i - 1] && src[i] == src[i - 2] && src[i] == src[i - 3]) return i + 1;
-    }
-    return size;
+constexpr size_t kLanes = 16;
+
+__m128i loadLanes(const uint8_t* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+void storeLanes(uint8_t* p, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
 }
 
-// How many of the `size` bytes at src are literals: up to the one that completes a run of four, or
-// all. Brings `run` up to the last of them.
-size_t countLiterals(const uint8_t* src, size_t size, OpenRun& run) {
-    // A run that was open before src can only be completed by the first three.
-    for (size_t i = 0; i < std::min(size, size_t{3}); ++i) {
-        run.count = src[i] == run.last ? run.count + 1 : 1;
-        run.last = src[i];
-        if (run.count >= kRunLiterals) return i + 1;
+unsigned equalLanes(__m128i a, __m128i b) {
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b)));
+}
+
+// Copies the first `size` (below 17) bytes of lanes, and not one more: twice a width that covers
+// them, overlapping.
+void storeFirst(uint8_t* dst, __m128i lanes, size_t size) {
+    alignas(16) uint8_t bytes[kLanes];
+    _mm_store_si128(reinterpret_cast<__m128i*>(bytes), lanes);
+    if (size >= 8) {
+        store(dst, load<uint64_t>(bytes));
+        store(dst + size - 8, load<uint64_t>(bytes + size - 8));
+    } else if (size >= 4) {
+        store(dst, load<uint32_t>(bytes));
+        store(dst + size - 4, load<uint32_t>(bytes + size - 4));
+    } else {
+        for (size_t i = 0; i < size; ++i)
+            dst[i] = bytes[i];
     }
-    if (size <= 3) return size;
-    const size_t end = endOfFourEqual(src, size);
-    run.last = src[end - 1];
-    run.count = 1;
-    while (run.count < kRunLiterals && src[end - 1 - static_cast<size_t>(run.count)] == run.last)
+}
+
+// With this much source and room left, up to 15 bytes too many may be stored: they are overwritten
+// before the call returns. Encoding, at most 255 bytes of source go without a trace into the run
+// that is open, and each further 259 give four literals or more. Decoding, five bytes give four or
+// more, and a count is too large for the room only after all but 254 bytes of it have been written.
+// A call that ends because its destination is full has overwritten all of it.
+constexpr size_t kSlack = 4096;
+static_assert((kSlack - 16 - 255) / 259 * 4 >= 16 && kSlack - 254 >= 16);
+
+void storeSome(uint8_t* dst, __m128i lanes, size_t size, bool slack) {
+    if (slack)
+        storeLanes(dst, lanes);
+    else
+        storeFirst(dst, lanes, size);
+}
+
+void fill(uint8_t* dst, uint8_t value, size_t size, bool slack) {
+    const __m128i lanes = _mm_set1_epi8(static_cast<char>(value));
+    for (; size > kLanes; size -= kLanes, dst += kLanes)
+        storeLanes(dst, lanes);
+    storeSome(dst, lanes, size, slack);
+}
+
+// Copies up to `size` literals: to the one that completes a run of four, or all. Brings `run` up to
+// the last of them and returns their number.
+size_t copyLiterals(const uint8_t* src, uint8_t* dst, size_t size, OpenRun& run) {
+    const auto complete = [&](size_t end) {
+        run = {src[end - 1], kRunLiterals};
+        return end;
+    };
+    size_t i = 0;
+    if (run.count == 0 && size >= kLanes) {
+        // Bit b: byte b equals the one before it. Three in a row complete a run with the third.
+        const __m128i v = loadLanes(src);
+        const unsigned equal = equalLanes(v, _mm_slli_si128(v, 1)) & ~1U;
+        const unsigned three = equal & equal >> 1 & equal >> 2;
+        if (three != 0) {
+            const auto end = static_cast<size_t>(std::countr_zero(three)) + 3;
+            storeSome(dst, v, end, size >= kSlack);
+            return complete(end);
+        }
+        storeLanes(dst, v);
+        i = kLanes;
+    } else {
+        // A run that was open before src can only be completed by the first three.
+        for (; i < std::min(size, size_t{3}); ++i) {
+            dst[i] = src[i];
+            run = {src[i], src[i] == run.last ? run.count + 1 : 1};
+            if (run.count >= kRunLiterals) return i + 1;
+        }
+        if (i == size) return i;
+    }
+    // From here on all that a run of four needs lies in src.
+    for (; size - i >= kLanes; i += kLanes) {
+        const __m128i v = loadLanes(src + i);
+        const unsigned four = equalLanes(v, loadLanes(src + i - 1)) &
+                              equalLanes(v, loadLanes(src + i - 2)) &
+                              equalLanes(v, loadLanes(src + i - 3));
+        if (four != 0) {
+            const auto more = static_cast<size_t>(std::countr_zero(four)) + 1;
+            storeSome(dst + i, v, more, size - i >= kSlack);
+            return complete(i + more);
+        }
+        storeLanes(dst + i, v);
+    }
+    for (; i < size; ++i) {
+        dst[i] = src[i];
+        if (src[i] == src[i - 1] && src[i] == src[i - 2] && src[i] == src[i - 3])
+            return complete(i + 1);
+    }
+    run = {src[size - 1], 1};
+    while (src[size - 1 - static_cast<size_t>(run.count)] == run.last)
         ++run.count;
-    return end;
+    return size;
 }
 
 // The end of the bytes equal to `value` at the start of [src, srcEnd).
 const uint8_t* endOfEqual(const uint8_t* src, const uint8_t* srcEnd, uint8_t value) {
     const __m128i wanted = _mm_set1_epi8(static_cast<char>(value));
-    for (; srcEnd - src >= 16; src += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src));
-        const auto equal = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, wanted)));
+    for (; srcEnd - src >= std::ptrdiff_t{kLanes}; src += kLanes) {
+        const unsigned equal = equalLanes(loadLanes(src), wanted);
         if (equal != 0xFFFF) return src + std::countr_one(equal);
     }
     while (src != srcEnd && *src == value)
         ++src;
     return src;
+}
+
+size_t leastLeft(std::ptrdiff_t source, std::ptrdiff_t room) {
+    return static_cast<size_t>(std::min(source, room));
 }
 
 StageResult encodeRle(const uint8_t* src, size_t srcSize, uint8_t* dst, size_t capacity,
@@ -89,9 +158,8 @@ StageResult encodeRle(const uint8_t* src, size_t srcSize, uint8_t* dst, size_t c
     uint8_t* const dstEnd = dst + capacity;
     for (;;) {
         if (run.count < kRunLiterals) {
-            const auto fitting = static_cast<size_t>(std::min(srcEnd - srcNext, dstEnd - dstNext));
-            const size_t literals = countLiterals(srcNext, fitting, run);
-            std::memcpy(dstNext, srcNext, literals);
+            const size_t fitting = leastLeft(srcEnd - srcNext, dstEnd - dstNext);
+            const size_t literals = copyLiterals(srcNext, dstNext, fitting, run);
             srcNext += literals;
             dstNext += literals;
         }
@@ -117,9 +185,8 @@ StageResult decodeRle(const uint8_t* src, size_t srcSize, uint8_t* dst, size_t c
     ZelStatus status = zelStsDstFull;
     OpenRun run;
     for (;;) {
-        const auto fitting = static_cast<size_t>(std::min(srcEnd - srcNext, dstEnd - dstNext));
-        const size_t literals = countLiterals(srcNext, fitting, run);
-        std::memcpy(dstNext, srcNext, literals);
+        const size_t literals =
+            copyLiterals(srcNext, dstNext, leastLeft(srcEnd - srcNext, dstEnd - dstNext), run);
         srcNext += literals;
         dstNext += literals;
         if (srcNext == srcEnd) {
@@ -129,7 +196,8 @@ StageResult decodeRle(const uint8_t* src, size_t srcSize, uint8_t* dst, size_t c
         if (run.count < kRunLiterals) break;
         const uint8_t more = *srcNext++;
         if (more > dstEnd - dstNext) break;
-        std::memset(dstNext, run.last, more);
+        fill(dstNext, static_cast<uint8_t>(run.last), more,
+             leastLeft(srcEnd - srcNext, dstEnd - dstNext) >= kSlack);
         dstNext += more;
         run.count = 0;
     }
@@ -139,8 +207,15 @@ StageResult decodeRle(const uint8_t* src, size_t srcSize, uint8_t* dst, size_t c
 // Everything that the stage writes is in use, literals and counts alike, so its output is all that
 // need be looked at.
 void markInUse(const uint8_t* bytes, size_t size, uint8_t* inUse) {
-    for (const uint8_t* end = bytes + size; bytes != end; ++bytes)
-        inUse[*bytes] = 1;
+    for (; size >= 4; size -= 4, bytes += 4) {
+        const auto four = load<uint32_t>(bytes);
+        inUse[four & 0xFF] = 1;
+        inUse[four >> 8 & 0xFF] = 1;
+        inUse[four >> 16 & 0xFF] = 1;
+        inUse[four >> 24] = 1;
+    }
+    for (; size != 0; --size)
+        inUse[*bytes++] = 1;
 }
 
 }  // namespace
