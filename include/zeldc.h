@@ -266,6 +266,89 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /* Block sorting: Burrows-Wheeler transform                                 */
 /* ======================================================================== */
 
+/*
+ * The Burrows-Wheeler transform (Burrows and Wheeler, 1994) of a block: all its rotations are
+ * sorted, the block being a ring without an end mark, and each row gives the byte in front of its
+ * rotation. The primary index is the row of the block itself. Time is linear in the block's length
+ * whatever the bytes; nothing is allocated.
+ */
+
+/*
+ * Writes to *pSize the bytes of work buffer that zelsBWTFwd_8u needs for a block of len bytes:
+ * 6 * len + 70145, to be a positive 32-bit number, so that len can be 357902250 at most.
+ *
+ * zelStsNullPointer: pSize is null. zelStsBadSize: len is below 1.
+ */
+ZELDC_API ZelStatus zelsBWTFwdGetSize_8u(int32_t len, int32_t* pSize);
+
+/*
+ * Transforms the len bytes at pSrc into the len bytes at pDst, which must not overlap them, and
+ * writes the primary index to *pPrimaryIndex. pBuffer is the work buffer, at any address.
+ *
+ * A block of one repeated byte comes out as it is, with index 0.
+ *
+ * A block that is a word of two and more different bytes repeated seven times or more is not
+ * always sorted completely: within the rotations that begin with the same byte, sorting ends where
+ * it first comes upon rotations that are equal all around, and the others may keep an order that
+ * is not theirs. This is the established result and is kept. The inverse then restores the block
+ * from some of the rows that hold it, or from none: "ababac" seven times only from row 4 of its
+ * seven, and about a quarter of such blocks from no row. The index reported is one from which the
+ * block is restored whenever there is one. A chain of stages must therefore make sure that a block
+ * is no such repetition, or that the inverse restores it; one byte less makes a block that is
+ * restored, and the byte left out opens the next block. All other blocks are restored.
+ *
+ * zelStsNullPointer: pSrc, pDst, pPrimaryIndex or pBuffer is null. zelStsBadSize: len is below 1.
+ */
+ZELDC_API ZelStatus zelsBWTFwd_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len,
+                                  int32_t* pPrimaryIndex, uint8_t* pBuffer);
+
+/*
+ * Writes to *pSize the bytes of work buffer that zelsBWTInv_8u needs: 4 * len + 1024, modulo 2^32.
+ * len is not tested.
+ *
+ * zelStsNullPointer: pSize is null.
+ */
+ZELDC_API ZelStatus zelsBWTInvGetSize_8u(int32_t len, int32_t* pSize);
+
+/*
+ * Restores the block of len bytes from its transform at pSrc and its primary index, into pDst,
+ * which must not overlap pSrc. pBuffer is the work buffer, at any address. Any bytes are accepted
+ * with any index from 0 to len - 1; where they are no transform, len bytes come out all the same.
+ *
+ * A len below 2 is tested before anything else: the call then is zelsCopy_8u(pSrc, pDst, len), with
+ * its statuses, whatever the other arguments are.
+ * zelStsNullPointer: pSrc, pDst or pBuffer is null. zelStsBadSize: index is len or more. A negative
+ * index is not refused and must not be passed: what comes out then is unspecified.
+ */
+ZELDC_API ZelStatus zelsBWTInv_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len, int32_t index,
+                                  uint8_t* pBuffer);
+
+/*
+ * The same for small blocks of 1 to 32768 bytes, with less work memory: 4 * len + 2080 bytes, one
+ * size for both directions.
+ *
+ * zelStsNullPointer: pSize is null. zelStsBadSize: len is below 1 or above 32768.
+ */
+ZELDC_API ZelStatus zelsBWTGetSize_SmallBlock_8u(int32_t len, int32_t* pSize);
+
+/*
+ * zelsBWTFwd_8u for a small block, but always sorted completely: every block is restored, also a
+ * word repeated often, and the outputs of the two operations may differ for such blocks only.
+ *
+ * zelStsNullPointer: pSrc, pDst, pPrimaryIndex or pBuffer is null. zelStsBadSize: len is below 1 or
+ * above 32768.
+ */
+ZELDC_API ZelStatus zelsBWTFwd_SmallBlock_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len,
+                                             int32_t* pPrimaryIndex, uint8_t* pBuffer);
+
+/*
+ * zelsBWTInv_8u for a small block, with its order of tests.
+ *
+ * zelStsBadSize: index is len or more, or len is above 32768.
+ */
+ZELDC_API ZelStatus zelsBWTInv_SmallBlock_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len,
+                                             int32_t index, uint8_t* pBuffer);
+
 /* ======================================================================== */
 /* Block sorting: initial RLE, dictionary, zero runs                        */
 /* ======================================================================== */

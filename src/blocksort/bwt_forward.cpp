@@ -1,0 +1,88 @@
+// The forward transform. Every block is turned to its least rotation first: a block that is no
+// repetition is then a Lyndon word, whose sort is linear; for a repetition the word alone is sorted.
+#include "blocksort/bwt_forward.hpp"
+
+#include <cstring>
+
+#include "blocksort/least_rotation.hpp"
+#include "blocksort/periodic_sort.hpp"
+#include "blocksort/suffix_sort.hpp"
+#include "core/unaligned.hpp"
+#include "zeldc.h"
+
+namespace zeldc::blocksort {
+namespace {
+
+// The caller's work buffer from its first multiple of 32 on:
+//
+//   tables   sizeof(ByteTables)
+//   array    4 n bytes
+//   cursors  up to the text; n / 4 entries are needed
+//   text     n + 2 bytes: the least rotation, its last byte before it and its first byte behind
+//
+// For a word repeated often, the block itself twice over and its first byte lie behind the array.
+constexpr size_t kAlignment = 32;
+constexpr size_t kFixed = 70145;  // callers ask for 6 n more than this
+constexpr size_t kUsable = kFixed - (kAlignment - 1);
+
+constexpr size_t textOffset(size_t n) {
+    return 6 * n + kUsable - (n + 2);
+}
+
+using Tables = ByteTables<uint32_t>;
+static_assert(sizeof(Tables) % alignof(uint32_t) == 0);
+// The cursors have n + kUsable - sizeof(Tables) - 2 bytes.
+static_assert(kUsable >= sizeof(Tables) + 2);
+
+// From this many repetitions on, the transform is that of the abandoned sort (periodic_sort.cpp).
+constexpr size_t kManyRepetitions = 7;
+
+size_t transformLarge(const uint8_t* src, size_t len, uint8_t* dst, uint8_t* buffer) {
+    uint8_t* base = alignUp(buffer, kAlignment);
+    auto* tables = reinterpret_cast<Tables*>(base);
+    auto* array = reinterpret_cast<uint32_t*>(tables + 1);
+    auto* behind = reinterpret_cast<uint8_t*>(array + len);
+    // While nothing is sorted yet, the array has room for the doubled block.
+    auto* twice = reinterpret_cast<uint8_t*>(array);
+    writeTwice(src, len, twice);
+    const LeastRotation least = leastRotation(twice, len);
+    if (least.period == 1) {
+        std::memcpy(dst, src, len);
+        return 0;
+    }
+    if (len / least.period >= kManyRepetitions) {
+        writeTwice(twice, len, behind);
+        behind[2 * len] = behind[0];
+        return transformPeriodic(len, least.period, dst, {array, behind});
+    }
+    auto* cursors = reinterpret_cast<uint32_t*>(behind);
+    return transformRepeated<uint32_t>(twice, len, least, dst, base + textOffset(len) + 1,
+                                       {array, cursors, tables});
+}
+
+}  // namespace
+}  // namespace zeldc::blocksort
+
+using namespace zeldc;
+
+extern "C" {
+
+ZelStatus zelsBWTFwdGetSize_8u(int32_t len, int32_t* pSize) {
+    if (pSize == nullptr) return zelStsNullPointer;
+    if (len < 1) return zelStsBadSize;
+    store(pSize, 6 * static_cast<uint32_t>(len) + uint32_t{blocksort::kFixed});
+    return zelStsOk;
+}
+
+ZelStatus zelsBWTFwd_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t len, int32_t* pPrimaryIndex,
+                        uint8_t* pBuffer) {
+    if (pSrc == nullptr || pDst == nullptr || pPrimaryIndex == nullptr || pBuffer == nullptr) {
+        return zelStsNullPointer;
+    }
+    if (len < 1) return zelStsBadSize;
+    const size_t row = blocksort::transformLarge(pSrc, static_cast<size_t>(len), pDst, pBuffer);
+    store(pPrimaryIndex, static_cast<int32_t>(row));
+    return zelStsOk;
+}
+
+}  // extern "C"
