@@ -1,24 +1,338 @@
+// The inverse transform. The walk along the vector waits for one cache miss per byte, so it is cut
+// into segments that several lanes walk at once, their misses overlapping.
 #include "blocksort/bwt_inverse.hpp"
+
+#include <algorithm>
+#include <cstring>
 
 #include "blocksort/bwt_forward.hpp"
 #include "core/unaligned.hpp"
 #include "zeldc.h"
 
 namespace zeldc::blocksort {
+namespace {
+
+constexpr size_t kCacheLine = 64;
+static_assert(kInverseSlack >= kCacheLine - 1);
+
+// A vector entry holds the next row and, where both fit, the byte that the step spells, which saves
+// the second access. Its top bit tells that the next row is a head, where a segment begins.
+constexpr uint32_t kToHead = 0x80000000U;
+
+struct PackedEntry {
+    static constexpr size_t kRowBits = 23;
+    static constexpr size_t kLongest = size_t{1} << kRowBits;
+    // As it comes out of an entry, with the head bit at its top while that is set.
+    static constexpr uint32_t kRowToHead = kToHead >> 8;
+
+    static uint32_t make(uint32_t row, uint8_t symbol) { return row << 8 | symbol; }
+    static uint32_t row(uint32_t entry) { return entry >> 8; }
+    static uint8_t symbol(uint32_t entry, const uint8_t*) { return static_cast<uint8_t>(entry); }
+};
+
+struct PlainEntry {
+    static constexpr uint32_t kRowToHead = kToHead;
+
+    static uint32_t make(uint32_t row, uint8_t) { return row; }
+    static uint32_t row(uint32_t entry) { return entry; }
+    static uint8_t symbol(uint32_t entry, const uint8_t* src) { return src[entry & ~kToHead]; }
+};
+
+// The rows that begin segments: every stride-th, the row where the walk begins among them. Any
+// rows would do; these lie anywhere in the block.
+struct Heads {
+    size_t first;
+    size_t stride;
+    size_t count;
+};
+
+constexpr size_t kMaxHeads = 512;
+constexpr size_t kMinStride = 64;
+// Shorter blocks stay in the nearest cache.
+constexpr size_t kShortestInLanes = 2048;
+constexpr size_t kLanes = 16;
+
+Heads headsFor(size_t n, size_t index) {
+    const size_t stride = std::max(kMinStride, (n + kMaxHeads - 1) / kMaxHeads);
+    const size_t first = index % stride;
+    return {first, stride, (n - first + stride - 1) / stride};
+}
+
+// Fills cursors with the first row of each byte value. Four tables, for one alone would wait for
+// itself in runs of a byte.
+void countRows(const uint8_t* src, size_t n, uint32_t (&cursors)[256]) {
+    uint32_t counts[4][256] = {};
+    size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const auto four = load<uint32_t>(src + i);
+        ++counts[0][four & 0xFF];
+        ++counts[1][four >> 8 & 0xFF];
+        ++counts[2][four >> 16 & 0xFF];
+        ++counts[3][four >> 24];
+    }
+    for (; i < n; ++i)
+        ++counts[0][src[i]];
+    uint32_t row = 0;
+    for (size_t c = 0; c < 256; ++c) {
+        cursors[c] = row;
+        row += counts[0][c] + counts[1][c] + counts[2][c] + counts[3][c];
+    }
+}
+
+template <class Entry>
+void buildVector(const uint8_t* src, size_t n, const Heads& heads, uint32_t* vector) {
+    uint32_t cursors[256];
+    countRows(src, n, cursors);
+    const auto put = [&](size_t i, uint32_t flag) {
+        vector[cursors[src[i]]++] = Entry::make(static_cast<uint32_t>(i), src[i]) | flag;
+    };
+    size_t i = 0;
+    for (const size_t end = std::min(heads.first, n); i < end; ++i)
+        put(i, 0);
+    while (i < n) {
+        const size_t end = std::min(i + heads.stride, n);
+        put(i, kToHead);
+        for (++i; i < end; ++i)
+            put(i, 0);
+    }
+}
+
+// Walks one row after another.
+template <class Entry>
+void walkPlainly(const uint8_t* src, uint8_t* dst, size_t n, size_t index, const uint32_t* vector) {
+    uint32_t row = static_cast<uint32_t>(index);
+    for (size_t k = 0; k < n; ++k) {
+        const uint32_t entry = vector[row];
+        dst[k] = Entry::symbol(entry, src);
+        row = Entry::row(entry) & (Entry::kRowToHead - 1);
+    }
+}
+
+// Walks segments into pieces of dst, wherever there is room, and then puts the pieces in order.
+//
+// Each lane owns a range of dst and writes its segments there, one behind the other. Rows belong
+// to one segment each, so all segments together are at most n bytes, and while a lane still has a
+// byte to write there is room for it in some range: the ranges of lanes that found no further
+// segment are left over, and a lane may take half of what another one has left.
+template <class Entry>
+class LaneWalk {
+  public:
+    LaneWalk(const uint8_t* src, uint8_t* dst, size_t n, const Heads& heads, uint32_t* vector)
+        : src_(src), dst_(dst), n_(n), heads_(heads), vector_(vector) {}
+
+    // False when the pieces became too many to keep account of; dst then holds nothing of use.
+    bool walk(size_t index) {
+        firstHead_ = (index - heads_.first) / heads_.stride;
+        for (size_t lane = 0; lane < kLanes; ++lane) {
+            out_[lane] = dst_ + n_ / kLanes * lane;
+            outEnd_[lane] = lane + 1 == kLanes ? dst_ + n_ : out_[lane] + n_ / kLanes;
+            begin(lane);
+        }
+        active_ = kLanes;
+        while (active_ != 0) {
+            const size_t steps = leastRoom();
+            if (steps == 0) {
+                if (!makeRoom()) return false;
+                continue;
+            }
+            const size_t taken = active_ == kLanes ? stepAll(steps) : stepActive(steps);
+            for (size_t lane = 0; lane < active_; ++lane)
+                out_[lane] += taken;
+            finishSegments();
+        }
+        assemble();
+        return true;
+    }
+
+  private:
+    static constexpr size_t kMaxPieces = kMaxHeads + 256;
+    static constexpr uint16_t kNone = 0xFFFF;
+    static_assert(kLanes * kMinStride <= kShortestInLanes);  // a head for every lane at the start
+
+    struct Segment {
+        uint16_t firstPiece;
+        uint16_t nextHead;
+    };
+    struct Piece {
+        uint32_t begin;
+        uint32_t end;
+        uint16_t next;  // of the same segment
+    };
+
+    size_t roomOf(size_t lane) const { return static_cast<size_t>(outEnd_[lane] - out_[lane]); }
+
+    size_t leastRoom() const {
+        size_t least = n_;
+        for (size_t lane = 0; lane < active_; ++lane)
+            least = std::min(least, roomOf(lane));
+        return least;
+    }
+
+    uint16_t openPiece(size_t lane) {
+        pieces_[pieceCount_] = {static_cast<uint32_t>(out_[lane] - dst_), 0, kNone};
+        pieceOf_[lane] = static_cast<uint16_t>(pieceCount_);
+        return static_cast<uint16_t>(pieceCount_++);
+    }
+
+    void closePiece(size_t lane) {
+        pieces_[pieceOf_[lane]].end = static_cast<uint32_t>(out_[lane] - dst_);
+    }
+
+    // Starts the lane on the next segment: that of the first head, then the others around.
+    void begin(size_t lane) {
+        const size_t head = (firstHead_ + started_++) % heads_.count;
+        headOf_[lane] = static_cast<uint16_t>(head);
+        row_[lane] = static_cast<uint32_t>(heads_.first + head * heads_.stride);
+        segments_[head].firstPiece = openPiece(lane);
+    }
+
+    // One step of a lane; returns the row it leads to, with the head bit.
+    uint32_t step(size_t lane, size_t k, const uint32_t* vector, const uint8_t* src) {
+        const uint32_t entry = vector[row_[lane]];
+        out_[lane][k] = Entry::symbol(entry, src);
+        row_[lane] = Entry::row(entry);
+        return row_[lane];
+    }
+
+    // Takes up to `steps` steps in every lane, fewer when one of them comes to a head. Rows are
+    // copied to locals, which do not alias dst.
+    size_t stepAll(size_t steps) {
+        const uint32_t* const vector = vector_;
+        const uint8_t* const src = src_;
+        uint32_t row[kLanes];
+        uint8_t* out[kLanes];
+        std::copy(row_, row_ + kLanes, row);
+        std::copy(out_, out_ + kLanes, out);
+        size_t k = 0;
+        for (uint32_t met = 0; k < steps && !(met & Entry::kRowToHead); ++k) {
+#pragma GCC unroll 16
+            for (size_t lane = 0; lane < kLanes; ++lane) {
+                const uint32_t entry = vector[row[lane]];
+                out[lane][k] = Entry::symbol(entry, src);
+                row[lane] = Entry::row(entry);
+                met |= row[lane];
+            }
+        }
+        std::copy(row, row + kLanes, row_);
+        return k;
+    }
+
+    size_t stepActive(size_t steps) {
+        const size_t active = active_;
+        size_t k = 0;
+        for (uint32_t met = 0; k < steps && !(met & Entry::kRowToHead); ++k) {
+            for (size_t lane = 0; lane < active; ++lane)
+                met |= step(lane, k, vector_, src_);
+        }
+        return k;
+    }
+
+    void finishSegments() {
+        for (size_t lane = 0; lane < active_;) {
+            if (!(row_[lane] & Entry::kRowToHead)) {
+                ++lane;
+                continue;
+            }
+            const size_t next = row_[lane] & (Entry::kRowToHead - 1);
+            closePiece(lane);
+            segments_[headOf_[lane]].nextHead =
+                static_cast<uint16_t>((next - heads_.first) / heads_.stride);
+            if (started_ < heads_.count) {
+                begin(lane++);
+            } else {
+                retire(lane);
+            }
+        }
+    }
+
+    // What the lane leaves of its range stays behind the active ones as room to take.
+    void retire(size_t lane) {
+        --active_;
+        std::swap(row_[lane], row_[active_]);
+        std::swap(out_[lane], out_[active_]);
+        std::swap(outEnd_[lane], outEnd_[active_]);
+        std::swap(headOf_[lane], headOf_[active_]);
+        std::swap(pieceOf_[lane], pieceOf_[active_]);
+    }
+
+    // Gives every lane without room a part of the widest range: all of it when its lane is retired,
+    // the later half when it is not.
+    bool makeRoom() {
+        for (size_t lane = 0; lane < active_; ++lane) {
+            if (roomOf(lane) != 0) continue;
+            if (pieceCount_ == kMaxPieces) return false;
+            size_t widest = 0;
+            for (size_t other = 0; other < kLanes; ++other) {
+                if (roomOf(other) > roomOf(widest)) widest = other;
+            }
+            const size_t keep = widest < active_ ? (roomOf(widest) + 1) / 2 : roomOf(widest) / 4;
+            closePiece(lane);
+            out_[lane] = out_[widest] + keep;
+            outEnd_[lane] = outEnd_[widest];
+            outEnd_[widest] -= roomOf(lane);
+            const uint16_t before = pieceOf_[lane];
+            pieces_[before].next = openPiece(lane);
+        }
+        return true;
+    }
+
+    // Puts the pieces in order, by way of the memory of the vector, which has served. Where the
+    // walk closes before n bytes, it spells the same bytes again.
+    void assemble() {
+        auto* const pieces = reinterpret_cast<uint8_t*>(vector_);
+        std::memcpy(pieces, dst_, n_);
+        size_t size = 0;
+        size_t head = firstHead_;
+        do {
+            const Segment& segment = segments_[head];
+            for (uint16_t p = segment.firstPiece; p != kNone; p = pieces_[p].next) {
+                const size_t length = pieces_[p].end - pieces_[p].begin;
+                std::memcpy(dst_ + size, pieces + pieces_[p].begin, length);
+                size += length;
+            }
+            head = segment.nextHead;
+        } while (head != firstHead_);
+        while (size < n_) {
+            const size_t again = std::min(size, n_ - size);
+            std::memcpy(dst_ + size, dst_, again);
+            size += again;
+        }
+    }
+
+    const uint8_t* src_;
+    uint8_t* dst_;
+    size_t n_;
+    Heads heads_;
+    uint32_t* vector_;
+    size_t firstHead_ = 0;
+    size_t started_ = 0;
+    size_t active_ = 0;
+    size_t pieceCount_ = 0;
+    uint32_t row_[kLanes];
+    uint8_t* out_[kLanes];
+    uint8_t* outEnd_[kLanes];
+    uint16_t headOf_[kLanes];
+    uint16_t pieceOf_[kLanes];
+    Segment segments_[kMaxHeads];
+    Piece pieces_[kMaxPieces];
+};
+
+template <class Entry>
+void invertBy(const uint8_t* src, uint8_t* dst, size_t n, size_t index, uint32_t* vector) {
+    const Heads heads = n < kShortestInLanes ? Heads{n, n, 0} : headsFor(n, index);
+    buildVector<Entry>(src, n, heads, vector);
+    if (heads.count != 0 && LaneWalk<Entry>(src, dst, n, heads, vector).walk(index)) return;
+    walkPlainly<Entry>(src, dst, n, index, vector);
+}
+
+}  // namespace
 
 void invert(const uint8_t* src, uint8_t* dst, size_t n, size_t index, uint8_t* buffer) {
-    auto* vector = reinterpret_cast<uint32_t*>(alignUp(buffer, 64));
-    uint32_t cursors[257] = {};
-    for (size_t i = 0; i < n; ++i)
-        ++cursors[src[i] + 1];
-    for (unsigned c = 0; c < 256; ++c)
-        cursors[c + 1] += cursors[c];
-    for (size_t i = 0; i < n; ++i)
-        vector[cursors[src[i]]++] = static_cast<uint32_t>(i);
-    size_t row = index;
-    for (size_t k = 0; k < n; ++k) {
-        row = vector[row];
-        dst[k] = src[row];
+    auto* vector = reinterpret_cast<uint32_t*>(alignUp(buffer, kCacheLine));
+    if (n <= PackedEntry::kLongest) {
+        invertBy<PackedEntry>(src, dst, n, index, vector);
+    } else {
+        invertBy<PlainEntry>(src, dst, n, index, vector);
     }
 }
 
