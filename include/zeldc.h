@@ -506,6 +506,189 @@ ZELDC_API ZelStatus zelsDecodeZ1Z2_BZ2_16u8u(const uint16_t** ppSrc, int32_t* pS
 /* Block sorting: multi-table Huffman coder                                 */
 /* ======================================================================== */
 
+/*
+ * The last stage of the bzip2 format: blocks of 16-bit symbols under 2 to 6 Huffman tables, each
+ * group of 50 symbols coded with the table that suits it. A block is a table description (number
+ * of tables, a table selector for each group, code lengths) followed by the symbols. The block
+ * header with its in-use bitmap, the block's end-of-block symbol (its largest: alphaSize - 1) and
+ * the stream's frame are the caller's.
+ *
+ * Bits go from the most significant one down, through an accumulator that the caller holds and
+ * uses for headers of its own: *pCode is a word filled from its top bit, *pCodeLenBits the number
+ * of bits in it, 0..32. Bits below the count are ignored on entry and zero on return. Encoder and
+ * decoder leave bits there between calls; before the first, both values are 0.
+ *
+ * Encoding a block: Init over all its symbols, Pack, EncodeHuff over the same symbols.
+ */
+
+/*
+ * Size of an encoder state for a block of len symbols: 2 * ceil(len / 50) + 7764.
+ *
+ * zelStsNullPointer: pSize is null. zelStsBadSize: len is below 1.
+ */
+ZELDC_API ZelStatus zelsEncodeHuffGetSize_BZ2_16u8u(int32_t len, int32_t* pSize);
+
+/*
+ * Designs tables and selectors for the block of len symbols at pSrc: 2 tables for fewer than 200
+ * symbols, 3 below 600, 4 below 1200, 5 below 2400, else 6. pFreq[s] is how often symbol s occurs,
+ * for the alphaSize symbols 0 .. alphaSize - 1, end of block included; it decides only how the
+ * alphabet is dealt to the tables at first, and any values are safe. Five rounds follow, in which
+ * each group takes the table that codes it in the fewest bits (the lowest-numbered of equals) and
+ * each table gets a Huffman code for the groups that took it. Every symbol of the alphabet has a
+ * code in every table, of 1 to 17 bits. (D. Huffman, "A method for the construction of
+ * minimum-redundancy codes", 1952; longer codes are shortened as in ITU-T T.81, K.2.)
+ *
+ * Small blocks: the share of the alphabet's total frequency that a table gets at first is
+ * (len + 4024) / tables, so that below about 4000 symbols most or all of the alphabet begins in
+ * the first tables.
+ *
+ * The state must have the size that GetSize gives for len, or more.
+ *
+ * zelStsNullPointer: pFreq, pSrc or pState is null. zelStsBadSize: alphaSize is outside 1..258;
+ * len is outside 1..1638350 (32767 groups, all that the description can tell); a symbol is not
+ * below alphaSize. The state is then unchanged.
+ */
+ZELDC_API ZelStatus zelsEncodeHuffInit_BZ2_16u8u(int32_t alphaSize, const uint32_t* pFreq,
+                                                 const uint16_t* pSrc, int32_t len,
+                                                 HuffBz2EncodeState* pState);
+
+/*
+ * Allocates a state for a block of len symbols, stores it in *ppState and does Init over srcLen
+ * symbols, whose status it returns: the pointer is stored, and to be freed, when Init fails, too.
+ * A failed allocation stores null and is reported as zelStsNullPointer.
+ *
+ * Besides the statuses of Init, zelStsNullPointer: ppState is null; zelStsBadSize: len is below 1
+ * (both with nothing stored), or srcLen symbols have more groups than len symbols.
+ */
+ZELDC_API ZelStatus zelsEncodeHuffInitAlloc_BZ2_16u8u(int32_t len, int32_t alphaSize,
+                                                      const uint32_t* pFreq, const uint16_t* pSrc,
+                                                      int32_t srcLen,
+                                                      HuffBz2EncodeState** ppState);
+
+/* Releases a state of InitAlloc; null is ignored. */
+ZELDC_API void zelsEncodeHuffFree_BZ2_16u8u(HuffBz2EncodeState* pState);
+
+/*
+ * Writes the block's table description. *pDstLen is the capacity of pDst in bytes on entry and the
+ * number of bytes written on return. The state is only read; repeating the call repeats the bits.
+ *
+ * zelStsOk: complete; whole bytes have been written as far as there was room, and up to 32 bits
+ * may be pending in the accumulator (fewer than 8 unless the destination is full). zelStsDstFull:
+ * more than 32 bits would be pending: the block's output is unusable, start over with more room
+ * and the accumulator as it was before. zelStsNullPointer: a pointer is null. zelStsBadSize: the
+ * capacity is below 1, or *pCodeLenBits is outside 0..32.
+ */
+ZELDC_API ZelStatus zelsPackHuffContext_BZ2_16u8u(uint32_t* pCode, int32_t* pCodeLenBits,
+                                                  uint8_t* pDst, int32_t* pDstLen,
+                                                  const HuffBz2EncodeState* pState);
+
+/*
+ * Codes the symbols at *ppSrc, *pSrcLen of them, from the first group on: a block is coded in one
+ * call. *ppSrc and *pSrcLen move past the symbols coded; *pDstLen is the capacity of pDst in bytes
+ * on entry and the number of bytes written on return. With *pSrcLen 0, whole bytes of the
+ * accumulator are written. The state is only read; repeating the call repeats the bits. Room for
+ * 17 bits a symbol always suffices.
+ *
+ * zelStsOk: all symbols are coded; up to 32 bits may be pending, as for Pack. zelStsDstFull: more
+ * would be pending: the block's output is unusable. zelStsNullPointer: a pointer or *ppSrc is
+ * null. zelStsBadSize, with nothing done: the capacity is below 1; *pSrcLen is negative or more
+ * than Init was given; *pCodeLenBits is outside 0..32; a symbol is not below Init's alphaSize.
+ */
+ZELDC_API ZelStatus zelsEncodeHuff_BZ2_16u8u(uint32_t* pCode, int32_t* pCodeLenBits,
+                                             const uint16_t** ppSrc, int32_t* pSrcLen,
+                                             uint8_t* pDst, int32_t* pDstLen,
+                                             const HuffBz2EncodeState* pState);
+
+/*
+ * The kernel that chooses tables for groups, without any argument check: for each group of 50 of
+ * the len symbols at pSrc (all below 258; the last group may be shorter) finds the table, of
+ * tableCount (1..6), whose code lengths for the group's symbols have the smallest sum, the
+ * lowest-numbered of equals. pLengths holds 258 lengths (bytes, 0..25) per table, pSelectors receives a
+ * byte per group, pCounts (258 per table) how often each symbol occurs in the groups of each
+ * table. Returns zelStsOk.
+ */
+ZELDC_API ZelStatus ownsHuffSelectGroup(const uint16_t* pSrc, int32_t len, int32_t tableCount,
+                                        const uint8_t* pLengths, uint32_t* pCounts,
+                                        uint8_t* pSelectors);
+
+/*
+ * Size of a decoder state for blocks of up to len symbols: ceil(len / 50) + 8176.
+ *
+ * zelStsNullPointer: pSize is null. zelStsBadSize: len is below 1.
+ */
+ZELDC_API ZelStatus zelsDecodeHuffGetSize_BZ2_8u16u(int32_t len, int32_t* pSize);
+
+/*
+ * Prepares a state for blocks over alphaSize symbols, the last of which (alphaSize - 1) ends a
+ * block. Blocks of one alphabet size need no further Init between them.
+ *
+ * Init cannot know how large the state is and allows descriptions of up to 32767 selectors: a
+ * state that the caller placed, or initialised again, must have the size for 1638350 symbols when
+ * the stream is not trusted.
+ *
+ * zelStsNullPointer: pState is null. zelStsBadSize: alphaSize is outside 1..258.
+ */
+ZELDC_API ZelStatus zelsDecodeHuffInit_BZ2_8u16u(int32_t alphaSize, HuffBz2DecodeState* pState);
+
+/*
+ * Allocates a state for blocks of up to len symbols, stores it in *ppState and does Init, whose
+ * status it returns; the pointer is stored when Init fails, too. The state remembers its size:
+ * descriptions with more than ceil(len / 50) selectors are refused. (Other encoders may describe a
+ * few selectors more than a block needs: the usual ones up to 18002 for blocks of 900000 bytes,
+ * which take len 900100.)
+ *
+ * Besides the statuses of Init, with nothing stored, zelStsNullPointer: ppState is null;
+ * zelStsBadSize: len is below 1; zelStsNoMemory: there is no memory.
+ */
+ZELDC_API ZelStatus zelsDecodeHuffInitAlloc_BZ2_8u16u(int32_t len, int32_t alphaSize,
+                                                      HuffBz2DecodeState** ppState);
+
+/* Releases a state of InitAlloc; null is ignored. */
+ZELDC_API void zelsDecodeHuffFree_BZ2_8u16u(HuffBz2DecodeState* pState);
+
+/*
+ * Reads a block's table description and builds its decoding tables. *ppSrc and *pSrcLen move past
+ * the bytes taken into the accumulator; no byte is taken before it is needed (18 bits are held for
+ * the header, 6 for a selector, 5 for a table's first length, 2 for a step of the lengths, even
+ * where one would do).
+ *
+ * zelStsOk: complete. zelStsSrcExhausted: all the source is taken; call again with more. The state
+ * keeps everything read so far. zelStsBz2BadContext: the description is invalid (a number of
+ * tables outside 2..6, no selectors or more than the state holds, a selector not below the number
+ * of tables, a length outside 1..20 at any step); the next call expects a new description. Lengths
+ * for which there are no codes enough are accepted, as are those that leave codes unused.
+ * zelStsNullPointer: a pointer or *ppSrc is null. zelStsBadSize: *pSrcLen is below 1, or
+ * *pCodeLenBits is outside 0..32. zelStsBadData: the state is corrupt.
+ */
+ZELDC_API ZelStatus zelsUnpackHuffContext_BZ2_8u16u(uint32_t* pCode, int32_t* pCodeLenBits,
+                                                    const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                    HuffBz2DecodeState* pState);
+
+/*
+ * Decodes a block's symbols up to and including the end-of-block symbol. *ppSrc and *pSrcLen move
+ * past the bytes taken into the accumulator; *pDstLen is the capacity of pDst in symbols on entry
+ * and the number of symbols written on return.
+ *
+ * Before every symbol the accumulator is filled, byte by byte, to at least 20 bits. Where the
+ * source cannot give them the call stops, although the bits held may be a whole code: behind a
+ * block there must be as many bytes as that takes (in the bzip2 format the next block's header, or
+ * the end-of-stream mark, gives them). After the last symbol 0 to 27 bits, or what was there from
+ * before, remain in the accumulator.
+ *
+ * zelStsOk: the end-of-block symbol was decoded. zelStsSrcExhausted: the source is used up; call
+ * again with more (*pSrcLen 0 goes on from the accumulator alone). zelStsDstFull: the destination
+ * is full and source bytes are left; call again with more room. zelStsBadData: the bits are no
+ * code of the table, the block has more groups than selectors, or no description has been read;
+ * the symbols before it are delivered, and repeating the call gives the same. With over-subscribed
+ * lengths, codes that would lie beyond the code space are never met. zelStsNullPointer: a pointer
+ * or *ppSrc is null. zelStsBadSize: the capacity is below 1, *pSrcLen is negative, or
+ * *pCodeLenBits is outside 0..32.
+ */
+ZELDC_API ZelStatus zelsDecodeHuff_BZ2_8u16u(uint32_t* pCode, int32_t* pCodeLenBits,
+                                             const uint8_t** ppSrc, int32_t* pSrcLen,
+                                             uint16_t* pDst, int32_t* pDstLen,
+                                             HuffBz2DecodeState* pState);
+
 /* ======================================================================== */
 /* Move-to-front                                                            */
 /* ======================================================================== */

@@ -1,0 +1,161 @@
+// Which table codes a group cheapest. A symbol's code lengths in all tables lie side by side as
+// bytes of one row, so a group's costs in all tables are the sum of its symbols' rows: two loads
+// and one addition a symbol.
+#include <emmintrin.h>
+
+#include <bit>
+#include <cstring>
+#include <utility>
+
+#include "blocksort/multi_huffman.hpp"
+#include "core/dispatch.hpp"
+
+namespace zeldc::blocksort {
+namespace {
+
+#define ZELDC_INLINE inline __attribute__((always_inline))
+
+constexpr int32_t kLanes = 8;
+static_assert(kMaxTables <= kLanes);
+
+// Rows are added as bytes for a few symbols, and these sums as 16-bit numbers.
+constexpr int32_t kStep = 10;
+static_assert(kGroupSize % kStep == 0);
+static_assert(kStep * kLongestCosted <= UINT8_MAX);
+
+// The lanes of tables that are not there; no sum comes near, so that none needs to saturate and
+// all compare as signed numbers.
+constexpr int16_t kUnusedLane = INT16_MAX;
+static_assert(kGroupSize * kLongestCosted < kUnusedLane);
+
+class CostTable {
+  public:
+    CostTable(int32_t tableCount, const uint8_t (*lengths)[kMaxAlphabet]) {
+        std::memset(rows_, 0, sizeof rows_);
+        for (int32_t t = 0; t < tableCount; ++t) {
+            for (int32_t s = 0; s < kMaxAlphabet; ++s)
+                rows_[s][t] = lengths[t][s];
+        }
+        for (int32_t t = 0; t < kLanes; ++t)
+            start_[t] = t < tableCount ? 0 : kUnusedLane;
+    }
+
+    ZELDC_INLINE uint32_t cheapest(const U16* group, int32_t size) const {
+        __m128i sum = _mm_load_si128(reinterpret_cast<const __m128i*>(start_));
+        if (size == kGroupSize) {
+            for (int32_t i = 0; i < kGroupSize; i += kStep)
+                sum = addBytes(sum, sumOf(group + i, std::make_integer_sequence<int32_t, kStep>()));
+        } else {
+            for (int32_t i = 0; i < size; ++i)
+                sum = addBytes(sum, row(group[i]));
+        }
+        return lowestLane(sum);
+    }
+
+  private:
+    // With the next symbol's row behind it, in lanes that nobody looks at.
+    ZELDC_INLINE __m128i row(uint16_t symbol) const {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows_[symbol]));
+    }
+
+    template <int32_t... i>
+    ZELDC_INLINE __m128i sumOf(const U16* src, std::integer_sequence<int32_t, i...> /*n*/) const {
+        __m128i sum = _mm_setzero_si128();
+        ((sum = _mm_add_epi8(sum, row(src[i]))), ...);
+        return sum;
+    }
+
+    static ZELDC_INLINE __m128i addBytes(__m128i sum, __m128i bytes) {
+        return _mm_add_epi16(sum, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+    }
+
+    // The first lane of those that hold the minimum.
+    static ZELDC_INLINE uint32_t lowestLane(__m128i costs) {
+        __m128i least = _mm_min_epi16(costs, _mm_shuffle_epi32(costs, _MM_SHUFFLE(1, 0, 3, 2)));
+        least = _mm_min_epi16(least, _mm_shuffle_epi32(least, _MM_SHUFFLE(2, 3, 0, 1)));
+        least = _mm_min_epi16(least,
+                              _mm_or_si128(_mm_srli_epi32(least, 16), _mm_slli_epi32(least, 16)));
+        const int where = _mm_movemask_epi8(_mm_cmpeq_epi16(costs, least));
+        return static_cast<uint32_t>(__builtin_ctz(static_cast<uint32_t>(where))) / 2;
+    }
+
+    uint8_t rows_[kMaxAlphabet + 1][kLanes];
+    alignas(16) int16_t start_[kLanes];
+};
+
+// Symbols at even and odd places are counted apart: the frequent ones follow each other closely,
+// and each count of a symbol waits for the one before.
+template <int32_t step>
+ZELDC_INLINE void countGroup(const U16* group, int32_t size, uint32_t* even, uint32_t* odd) {
+    int32_t i = 0;
+    for (; i < size - 1; i += 2) {
+        even[group[i]] += static_cast<uint32_t>(step);
+        odd[group[i + 1]] += static_cast<uint32_t>(step);
+    }
+    if (i < size) even[group[i]] += static_cast<uint32_t>(step);
+}
+
+template <bool recount>
+ZELDC_INLINE void chooseTables(const U16* src, int32_t symbolCount, const CostTable& costs,
+                               GroupCounts& counts, uint8_t* selectors) {
+    for (int32_t left = symbolCount; left > 0; left -= kGroupSize, src += kGroupSize) {
+        const int32_t size = left < kGroupSize ? left : kGroupSize;
+        const uint32_t chosen = costs.cheapest(src, size);
+        const uint32_t before = *selectors;
+        if (recount || chosen != before) {
+            if (!recount) countGroup<-1>(src, size, counts.even[before], counts.odd[before]);
+            countGroup<1>(src, size, counts.even[chosen], counts.odd[chosen]);
+        }
+        *selectors++ = static_cast<uint8_t>(chosen);
+    }
+}
+
+}  // namespace
+
+void selectGroups(const U16* src, int32_t symbolCount, int32_t tableCount,
+                  const uint8_t (*lengths)[kMaxAlphabet], GroupCounts& counts, uint8_t* selectors) {
+    std::memset(&counts, 0, sizeof counts);
+    const CostTable costs(tableCount, lengths);
+    chooseTables<true>(src, symbolCount, costs, counts, selectors);
+}
+
+void reselectGroups(const U16* src, int32_t symbolCount, int32_t tableCount,
+                    const uint8_t (*lengths)[kMaxAlphabet], GroupCounts& counts,
+                    uint8_t* selectors) {
+    const CostTable costs(tableCount, lengths);
+    chooseTables<false>(src, symbolCount, costs, counts, selectors);
+}
+
+bool symbolsBelow(const U16* src, int32_t symbolCount, int32_t alphaSize) {
+    const __m128i largest = _mm_set1_epi16(static_cast<int16_t>(alphaSize - 1));
+    __m128i excess = _mm_setzero_si128();
+    int32_t i = 0;
+    for (; i <= symbolCount - kLanes; i += kLanes) {
+        const __m128i symbols = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+        excess = _mm_or_si128(excess, _mm_subs_epu16(symbols, largest));
+    }
+    uint32_t tail = 0;
+    for (; i < symbolCount; ++i)
+        tail |= static_cast<uint32_t>(src[i] >= alphaSize);
+    const int zero = _mm_movemask_epi8(_mm_cmpeq_epi8(excess, _mm_setzero_si128()));
+    return zero == 0xFFFF && tail == 0;
+}
+
+}  // namespace zeldc::blocksort
+
+using namespace zeldc;
+using namespace zeldc::blocksort;
+
+extern "C" ZelStatus ownsHuffSelectGroup(const uint16_t* pSrc, int32_t len, int32_t tableCount,
+                                         const uint8_t* pLengths, uint32_t* pCounts,
+                                         uint8_t* pSelectors) {
+    const auto* lengths = reinterpret_cast<const uint8_t(*)[kMaxAlphabet]>(pLengths);
+    GroupCounts counts;
+    selectGroups(anyAlignment(pSrc), len, tableCount, lengths, counts, pSelectors);
+    U32* out = anyAlignment(pCounts);
+    for (int32_t t = 0; t < tableCount; ++t) {
+        for (int32_t s = 0; s < kMaxAlphabet; ++s)
+            *out++ = counts.of(t, s);
+    }
+    return zelStsOk;
+}
