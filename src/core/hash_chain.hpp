@@ -227,26 +227,50 @@ class ChainSearch {
     // Inserts the positions [p, stop).
     void insertUpTo(uint32_t p, uint32_t stop) {
         const uint8_t* bytes = text_.at(p);
-        for (; p != stop; ++p, ++bytes)
-            insertHash(p, tabulationHash(bytes[0], bytes[1], bytes[2]));
+        uint32_t b0 = bytes[0];
+        uint32_t b1 = bytes[1];
+        for (; p != stop; ++p, ++bytes) {
+            const uint32_t b2 = bytes[2];
+            insertHash(p, tabulationHash(b0, b1, b2));
+            b0 = b1;
+            b1 = b2;
+        }
     }
 
     // The longest match for p among the first `candidates` (at least 1) of the chain from q on, up
-    // to `limit` bytes, the nearest of equal ones. Ends at the first inadmissible candidate.
-    Match longest(uint32_t p, uint32_t q, uint32_t limit, uint32_t candidates) const {
-        Match best{kMinMatch - 1, q};
-        if (limit < kMinMatch) return best;
+    // to `limit` bytes, the nearest of equal ones; only what is longer than `floor` (at least 2)
+    // counts. Ends at the first inadmissible candidate. The call has a byte beyond the limit.
+    Match longest(uint32_t p, uint32_t q, uint32_t limit, uint32_t candidates,
+                  uint32_t floor = kMinMatch - 1) const {
+        Match best{floor, q};
+        if (limit <= floor) return best;
         const uint8_t* const here = text_.at(p);
-        uint16_t ending = load<uint16_t>(here + best.length - 1);
+        if (floor < kMinMatch) {
+            // Three bytes decide, of four that are there to be read: p + limit < end.
+            const uint32_t start = load<uint32_t>(here) << 8;
+            for (;; q = chain_[q % kHistorySize]) {
+                if (!admissible(p, q)) return best;
+                const uint8_t* const there = text_.anywhere(q);
+                if (load<uint32_t>(there) << 8 == start) {
+                    best = {matchLength(there, here, limit), q};
+                    break;
+                }
+                if (--candidates == 0) return best;
+            }
+            if (best.length == limit || --candidates == 0) return best;
+            q = chain_[q % kHistorySize];
+        }
+        // A longer match has the four bytes that end one past the best one, which rejects nearly
+        // all others at once.
+        uint32_t ending = load<uint32_t>(here + best.length - 3);
         for (; admissible(p, q); q = chain_[q % kHistorySize]) {
             const uint8_t* const there = text_.anywhere(q);
-            // best.length < limit, so the byte at offset best.length lies within the limit.
-            if (load<uint16_t>(there + best.length - 1) == ending) {
+            if (load<uint32_t>(there + best.length - 3) == ending) {
                 const uint32_t length = matchLength(there, here, limit);
                 if (length > best.length) {
                     best = {length, q};
                     if (length == limit) break;
-                    ending = load<uint16_t>(here + length - 1);
+                    ending = load<uint32_t>(here + length - 3);
                 }
             }
             if (--candidates == 0) break;

@@ -132,11 +132,12 @@ uint32_t Parser<reach>::best() {
     while (p < stop && room()) {
         const uint32_t q = search_.insert(p);
         if (!carried) here = search_.longest(p, q, limitAt(p), kBestCandidates);
-        const Match next =
-            search_.longest(p + 1, search_.candidateAt(p + 1), limitAt(p + 1), kBestCandidates);
         const uint32_t distance = p - here.position;
         const bool pays = here.length > kMinMatch ||
                           (here.length == kMinMatch && distance <= kFarthestShortMatch);
+        // Where the match here pays, only a strictly longer one at the next position matters.
+        const Match next = search_.longest(p + 1, search_.candidateAt(p + 1), limitAt(p + 1),
+                                           kBestCandidates, pays ? here.length : kMinMatch - 1);
         carried = here.length < next.length || !pays;
         if (carried) {
             literal(p++);
