@@ -122,6 +122,10 @@ enum {
     Lz77StatusFinal = 3    /* the stream is complete, the trailer may be written */
 };
 
+/* How a deflate block of pairs is to be coded. */
+typedef int32_t Lz77HuffMode;
+enum { Lz77HuffModeFixed = 0, Lz77HuffModeDynamic = 1 };
+
 /* Kind of a deflate block as the decoder reports it (not the format's own numbering). */
 typedef int32_t Lz77BlockType;
 enum { Lz77BlockFixed = 0, Lz77BlockDynamic = 1, Lz77BlockStored = 2 };
@@ -257,6 +261,38 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /* ======================================================================== */
 /* Deflate encoder                                                          */
 /* ======================================================================== */
+
+ZELDC_API ZelStatus zelsEncodeLZ77GetSize_8u(int32_t* pSize);
+ZELDC_API ZelStatus zelsEncodeLZ77Init_8u(Lz77Level level, Lz77Checksum checksum,
+                                          Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77InitAlloc_8u(Lz77Level level, Lz77Checksum checksum,
+                                               Lz77EncodeState** ppState);
+ZELDC_API ZelStatus zelsEncodeLZ77Reset_8u(Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77GetStatus_8u(Lz77EncodeStatus* pStatus,
+                                               const Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77SetStatus_8u(Lz77EncodeStatus status, Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77GetPairs_8u(Lz77Pair** ppPairs, int32_t* pPairsInd,
+                                              int32_t* pPairsLen, Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77SetPairs_8u(Lz77Pair* pPairs, int32_t pairsInd,
+                                              int32_t pairsLen, Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77_8u(const uint8_t** ppSrc, int32_t* pSrcLen, Lz77Pair** ppPairs,
+                                      int32_t* pPairsLen, Lz77Flush flush,
+                                      Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77SelectHuffMode_8u(const Lz77Pair* pPairs, int32_t pairsLen,
+                                                    Lz77HuffMode* pHuffMode,
+                                                    Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77FixedHuff_8u(const Lz77Pair** ppSrc, int32_t* pSrcLen,
+                                               uint8_t** ppDst, int32_t* pDstLen, Lz77Flush flush,
+                                               Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77DynamicHuff_8u(const Lz77Pair** ppSrc, int32_t* pSrcLen,
+                                                 uint8_t** ppDst, int32_t* pDstLen,
+                                                 Lz77Flush flush, Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77StoredBlock_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                 uint8_t** ppDst, int32_t* pDstLen,
+                                                 Lz77Flush flush, Lz77EncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeLZ77Flush_8u(uint8_t** ppDst, int32_t* pDstLen,
+                                           Lz77EncodeState* pState);
+ZELDC_API void zelsLZ77Free_8u(void* pState);
 
 /* ======================================================================== */
 /* Deflate decoder                                                          */

@@ -11,8 +11,8 @@
 #include <functional>
 #include <vector>
 
-#include "support/guarded_buffer.hpp"
-#include "support/shapes.hpp"
+#include "tests/support/guarded_buffer.hpp"
+#include "tests/support/shapes.hpp"
 #include "zeldc.h"
 
 namespace support {

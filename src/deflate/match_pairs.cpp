@@ -1,0 +1,251 @@
+// The deflate encoder's first stage: source bytes to literal/match pairs, at three levels of
+// effort.
+#include <algorithm>
+#include <cstdint>
+
+#include "checksum/checksum.hpp"
+#include "core/hash_chain.hpp"
+#include "core/state.hpp"
+#include "deflate/encode_state.hpp"
+#include "deflate/format.hpp"
+#include "zeldc.h"
+
+namespace zeldc::deflate {
+namespace {
+
+static_assert(kMinMatch == kShortestMatch && kMaxMatch == kLongestMatch);
+
+constexpr uint32_t kNormalCandidates = 16;
+constexpr uint32_t kBestCandidates = 512;
+// At the best level a match of three bytes does not pay beyond this distance.
+constexpr uint32_t kFarthestShortMatch = 4096;
+// The last bytes of a call, which no match covers.
+constexpr uint32_t kTail = 2;
+constexpr uint32_t kBestTail = 3;
+
+constexpr uint32_t pairOf(uint32_t length, uint32_t distance) {
+    return (length & 0xFFFF) | distance << 16;
+}
+constexpr uint32_t literalPair(uint8_t byte) {
+    return byte;
+}
+
+// One call's way through its source. Each parser starts at text.first(), writes pairs while there
+// is room and returns the position it reached, at most `end - tail`.
+template <Reach reach>
+class Parser {
+  public:
+    Parser(MatchHistory& history, const CallText& text, U32* pairs, U32* pairsEnd)
+        : head_(history.head),
+          text_(text),
+          search_(history, text),
+          pairNext_(pairs),
+          pairEnd_(pairsEnd) {}
+
+    U32* pairNext() const { return pairNext_; }
+
+    uint32_t fast();
+    uint32_t normal();
+    uint32_t best();
+
+    // The rest of the call as literals, from p on; returns the position reached.
+    uint32_t literals(uint32_t p) {
+        while (p != text_.end() && room())
+            literal(p++);
+        return p;
+    }
+
+  private:
+    bool room() const { return pairNext_ != pairEnd_; }
+    void literal(uint32_t p) { *pairNext_++ = literalPair(*text_.at(p)); }
+    void match(uint32_t length, uint32_t distance) { *pairNext_++ = pairOf(length, distance); }
+
+    // The last position of the search is before this.
+    uint32_t searchEnd(uint32_t tail) const {
+        return text_.end() - std::min(tail, text_.end() - text_.first());
+    }
+
+    U32* head_;
+    CallText text_;
+    ChainSearch<reach> search_;
+    U32* pairNext_;
+    U32* pairEnd_;
+};
+
+// Hash of three bytes by shifts: a byte leaves it after three steps.
+uint32_t shiftHash(const uint8_t* bytes) {
+    return (static_cast<uint32_t>(bytes[0]) << 10 ^ static_cast<uint32_t>(bytes[1]) << 5 ^
+            bytes[2]) &
+           (kHashSize - 1);
+}
+
+template <Reach reach>
+uint32_t Parser<reach>::fast() {
+    const uint32_t stop = searchEnd(kTail);
+    uint32_t p = text_.first();
+    while (p < stop && room()) {
+        const uint32_t hash = shiftHash(text_.at(p));
+        const uint32_t q = head_[hash];
+        head_[hash] = p;
+        uint32_t length = 0;
+        if (search_.admissible(p, q)) {
+            length = matchLength(text_.anywhere(q), text_.at(p), std::min(stop - p, kMaxMatch));
+        }
+        if (length < kMinMatch) {
+            literal(p++);
+            continue;
+        }
+        match(length, p - q);
+        for (const uint32_t next = p + length; ++p != next;)
+            head_[shiftHash(text_.at(p))] = p;
+    }
+    return p;
+}
+
+template <Reach reach>
+uint32_t Parser<reach>::normal() {
+    const uint32_t stop = searchEnd(kTail);
+    uint32_t p = text_.first();
+    while (p < stop && room()) {
+        const uint32_t q = search_.insert(p);
+        const Match found = search_.longest(p, q, std::min(stop - p, kMaxMatch), kNormalCandidates);
+        if (found.length < kMinMatch) {
+            literal(p++);
+            continue;
+        }
+        match(found.length, p - found.position);
+        search_.insertUpTo(p + 1, p + found.length);
+        p += found.length;
+    }
+    return p;
+}
+
+// One step of lazy evaluation: a match gives way to a strictly longer one at the next position,
+// which is then carried over to it.
+template <Reach reach>
+uint32_t Parser<reach>::best() {
+    const uint32_t stop = searchEnd(kBestTail);
+    const auto limitAt = [stop](uint32_t p) { return std::min(stop - p, kMaxMatch); };
+    uint32_t p = text_.first();
+    bool carried = false;
+    Match here{};
+    while (p < stop && room()) {
+        const uint32_t q = search_.insert(p);
+        if (!carried) here = search_.longest(p, q, limitAt(p), kBestCandidates);
+        const uint32_t distance = p - here.position;
+        const bool pays = here.length > kMinMatch ||
+                          (here.length == kMinMatch && distance <= kFarthestShortMatch);
+        // Where the match here pays, only a strictly longer one at the next position matters.
+        const Match next = search_.longest(p + 1, search_.candidateAt(p + 1), limitAt(p + 1),
+                                           kBestCandidates, pays ? here.length : kMinMatch - 1);
+        carried = here.length < next.length || !pays;
+        if (carried) {
+            literal(p++);
+            here = next;
+            continue;
+        }
+        match(here.length, distance);
+        search_.insertUpTo(p + 1, p + here.length);
+        p += here.length;
+    }
+    return p;
+}
+
+struct Parsed {
+    uint32_t consumed;
+    U32* pairNext;
+};
+
+template <Reach reach>
+Parsed parse(EncodeState& state, const CallText& text, U32* pairs, U32* pairsEnd) {
+    Parser<reach> parser(state.history, text, pairs, pairsEnd);
+    uint32_t p = 0;
+    switch (state.level) {
+        case Lz77LevelFast:
+            p = parser.fast();
+            break;
+        case Lz77LevelBest:
+            p = parser.best();
+            break;
+        default:
+            p = parser.normal();
+            break;
+    }
+    p = parser.literals(p);
+    return {p - text.first(), parser.pairNext()};
+}
+
+void updateChecksum(EncodeState& state, const uint8_t* src, size_t size) {
+    if (state.checksumKind == Lz77ChecksumAdler32) {
+        state.checksum = checksum::adler32(state.checksum, src, size);
+    } else if (state.checksumKind == Lz77ChecksumCrc32) {
+        state.checksum = checksum::crc32(state.checksum, src, size);
+    }
+}
+
+// Generates pairs from `size` (at least 1) bytes into [pairs, pairsEnd), which has room.
+Parsed generate(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd,
+                Lz77Flush flush) {
+    const bool fullFlush = flush == Lz77FlushFull;
+    const bool afterFullFlush = state.lastFlush == Lz77FlushFull;
+    const CallText text = beginCall(state.history, src, size);
+    const Parsed parsed = fullFlush || afterFullFlush
+                              ? parse<Reach::anyDistance>(state, text, pairs, pairsEnd)
+                              : parse<Reach::window>(state, text, pairs, pairsEnd);
+    if (fullFlush) {
+        dropHistory(state.history);
+    } else {
+        endCall(state.history, src, parsed.consumed);
+    }
+    state.lastFlush = flush;
+    return parsed;
+}
+
+// The pairs that land in the state's own buffer count as collected there.
+void collect(EncodeState& state, const U32* pairs, const U32* pairsEnd) {
+    const auto first = reinterpret_cast<uintptr_t>(pairs);
+    const auto own = reinterpret_cast<uintptr_t>(state.ownPairs);
+    if (state.callerPairs.get() == nullptr && first - own < sizeof state.ownPairs) {
+        state.pairIndex += static_cast<int32_t>(pairsEnd - pairs);
+    }
+}
+
+}  // namespace
+}  // namespace zeldc::deflate
+
+extern "C" ZelStatus zelsEncodeLZ77_8u(const uint8_t** ppSrc, int32_t* pSrcLen, Lz77Pair** ppPairs,
+                                       int32_t* pPairsLen, Lz77Flush flush,
+                                       Lz77EncodeState* pState) {
+    using namespace zeldc;
+    if (ppSrc == nullptr || pPairsLen == nullptr || pSrcLen == nullptr || ppPairs == nullptr) {
+        return zelStsNullPointer;
+    }
+    if (*ppPairs == nullptr || pState == nullptr) return zelStsNullPointer;
+    if (*pPairsLen < 0 || *pSrcLen < 0) return zelStsBadSize;
+    if (*pPairsLen == 0) return zelStsDstFull;
+    if (*pSrcLen == 0) return zelStsOk;
+
+    auto& state = stateAt<deflate::EncodeState>(pState);
+    const uint8_t* const src = *ppSrc;
+    const auto size = static_cast<uint32_t>(*pSrcLen);
+    U32* const pairs = anyAlignment(reinterpret_cast<uint32_t*>(*ppPairs));
+    const auto [consumed, pairNext] =
+        deflate::generate(state, src, size, pairs, pairs + *pPairsLen, flush);
+    deflate::collect(state, pairs, pairNext);
+
+    // A full-flush call accounts for the end position that it reached, which is more than what it
+    // consumed when the counter was not 0 at entry.
+    const bool fullFlush = flush == Lz77FlushFull;
+    const uint32_t reached = state.totalIn + consumed;
+    const auto counted = static_cast<int32_t>(fullFlush ? reached : consumed);
+    state.totalIn = fullFlush ? 0 : reached;
+    if (counted > 0) deflate::updateChecksum(state, src, static_cast<size_t>(counted));
+
+    *ppSrc = reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(src) +
+                                              static_cast<uintptr_t>(intptr_t{counted}));
+    *pSrcLen = static_cast<int32_t>(size - static_cast<uint32_t>(counted));
+    state.sourceLeft = *pSrcLen;
+    *ppPairs += pairNext - pairs;
+    *pPairsLen -= static_cast<int32_t>(pairNext - pairs);
+    return consumed < size ? zelStsDstFull : zelStsOk;
+}
