@@ -55,7 +55,7 @@ Found find(const U32* table, int32_t indexBits, uint64_t bitBuf, int32_t bitsBef
 
 // Reads one symbol with all that belongs to it, without consuming it.
 Symbol peekSymbol(const Tables& tables, const BitSource& bits) {
-    const Found first = find(tables.litlen, kLitlenBits, bits.peek(), 0);
+    const Found first = find(tables.litLen, kLitLenBits, bits.peek(), 0);
     if (first.bits > bits.count()) return {Unit::cut, 0, 0, 0};
     if (isLiteral(first.entry)) return {Unit::literal, payload(first.entry) & 0xFF, 0, first.bits};
     if (first.entry & kExceptional) {
@@ -161,7 +161,7 @@ ZelStatus decodeBody(const Tables& tables, DecodeProgress& progress, BitSource& 
 template <class Output>
 ZelStatus decodeFixedBlock(DecodeState& state, BitSource& bits, Output& out) {
     if (state.progress.phase != phaseBody) {
-        const ZelStatus status = readHeader(state.progress, bits, 1);
+        const ZelStatus status = readHeader(state.progress, bits, kFixedBlock);
         if (status != zelStsOk) return status;
         state.progress.blockType = Lz77BlockFixed;
         state.progress.phase = phaseBody;
@@ -173,7 +173,7 @@ template <class Output>
 ZelStatus decodeDynamicBlock(DecodeState& state, BitSource& bits, Output& out) {
     DecodeProgress& progress = state.progress;
     if (progress.phase == phaseBetweenBlocks) {
-        const ZelStatus status = readHeader(progress, bits, 2);
+        const ZelStatus status = readHeader(progress, bits, kDynamicBlock);
         if (status != zelStsOk) return status;
         progress.blockType = Lz77BlockDynamic;
         progress.phase = phaseHeaderRead;

@@ -3,7 +3,6 @@
 namespace zeldc::deflate {
 namespace {
 
-constexpr int32_t kCodeLengthIndexBits = 7;  // also the longest code that 3-bit lengths can give
 constexpr uint16_t kNoSymbol = 32;
 
 // What each code length is asked to find in the source: the longest code with the longest extra
@@ -13,9 +12,9 @@ constexpr int32_t kCodeLengthLookahead = 22;
 bool readCounts(DecodeProgress& progress, BitSource& bits) {
     if (!bits.ensure(14)) return false;
     const auto fields = static_cast<int32_t>(bits.peek() & 0x3FFF);
-    progress.litlenCount = (fields & 31) + 257;
-    progress.distanceCount = (fields >> 5 & 31) + 1;
-    progress.codeLengthCount = (fields >> 10) + 4;
+    progress.litLenCount = (fields & 31) + kFewestLitLenLengths;
+    progress.distanceCount = (fields >> 5 & 31) + kFewestDistanceLengths;
+    progress.codeLengthCount = (fields >> 10) + kFewestCodeLengthLengths;
     bits.consume(14);
     progress.phase = phaseCodeLengthCode;
     return true;
@@ -25,15 +24,15 @@ bool readCounts(DecodeProgress& progress, BitSource& bits) {
 // meaning: all of its entries stay empty.
 void buildCodeLengthTable(U16* table, const uint8_t* lengths) {
     const SortedCode code(lengths, kCodeLengthSymbols);
-    for (int32_t i = 0; i < 1 << kCodeLengthIndexBits; ++i)
+    for (int32_t i = 0; i < 1 << kLongestCodeLengthCode; ++i)
         table[i] = kNoSymbol;
     if (code.oversubscribed) return;
     const uint16_t* symbol = code.symbols;
     uint32_t codeword = 0;
-    for (int32_t length = 1; length <= kCodeLengthIndexBits; ++length) {
+    for (int32_t length = 1; length <= kLongestCodeLengthCode; ++length) {
         for (int32_t left = code.counts[length]; left > 0; --left) {
             const auto entry = static_cast<uint16_t>(length << 8 | *symbol++);
-            for (uint32_t i = codeword; i < 1U << kCodeLengthIndexBits; i += 1U << length)
+            for (uint32_t i = codeword; i < 1U << kLongestCodeLengthCode; i += 1U << length)
                 table[i] = entry;
             codeword = nextReversed(codeword, length);
         }
@@ -45,7 +44,7 @@ bool readCodeLengthCode(DecodeProgress& progress, BitSource& bits) {
     if (!bits.ensure(3 * count)) return false;
     uint8_t lengths[kCodeLengthSymbols] = {};
     for (int32_t i = 0; i < count; ++i) {
-        lengths[sTreeOrder[static_cast<size_t>(i)]] = static_cast<uint8_t>(bits.peek() & 7);
+        lengths[kCodeLengthOrder[static_cast<size_t>(i)]] = static_cast<uint8_t>(bits.peek() & 7);
         bits.consume(3);
     }
     buildCodeLengthTable(progress.codeLengthTable, lengths);
@@ -66,11 +65,11 @@ LengthRun lengthRun(uint32_t symbol, uint32_t codeBits, uint64_t bitBuf, uint16_
     const auto extra = static_cast<int32_t>(bitBuf >> codeBits & 0x7F);
     const auto length = static_cast<int32_t>(codeBits);
     switch (symbol) {
-        case 16:
+        case kRepeatPrevious:
             return {previous, 3 + (extra & 3), length + 2};
-        case 17:
+        case kRepeatZero:
             return {0, 3 + (extra & 7), length + 3};
-        case 18:
+        case kRepeatZeroLonger:
             return {0, 11 + extra, length + 7};
         default:
             return {static_cast<uint16_t>(symbol), 1, length};
@@ -79,7 +78,7 @@ LengthRun lengthRun(uint32_t symbol, uint32_t codeBits, uint64_t bitBuf, uint16_
 
 // A repeat as the first length repeats 0; a run that passes the end is cut there.
 ZelStatus readCodeLengths(DecodeState& state, BitSource& bits) {
-    const int32_t total = state.progress.litlenCount + state.progress.distanceCount;
+    const int32_t total = state.progress.litLenCount + state.progress.distanceCount;
     int32_t read = state.progress.lengthsRead;
     ZelStatus status = zelStsOk;
     while (read < total) {
@@ -89,7 +88,7 @@ ZelStatus readCodeLengths(DecodeState& state, BitSource& bits) {
             break;
         }
         const uint16_t entry =
-            state.progress.codeLengthTable[bits.peek() & ((1 << kCodeLengthIndexBits) - 1)];
+            state.progress.codeLengthTable[bits.peek() & ((1 << kLongestCodeLengthCode) - 1)];
         if (entry == kNoSymbol) {
             status = zelStsBadSize;
             break;
@@ -116,7 +115,7 @@ ZelStatus readDynamicHeader(DecodeState& state, BitSource& bits) {
     }
     const ZelStatus status = readCodeLengths(state, bits);
     if (status != zelStsOk) return status;
-    buildTables(state.tables, state.lengths, progress.litlenCount, progress.distanceCount);
+    buildTables(state.tables, state.lengths, progress.litLenCount, progress.distanceCount);
     progress.tablesBuilt = 1;
     progress.phase = phaseBody;
     return zelStsOk;

@@ -34,11 +34,11 @@ struct SplitTable {
         controls[index] = static_cast<uint8_t>(entry.control | bits);
     }
 };
-using LitlenTable = SplitTable<uint8_t, 512>;
+using LitLenTable = SplitTable<uint8_t, 512>;
 using DistanceTable = SplitTable<U16, 256>;
 
 struct SplitTables {
-    LitlenTable litlen;
+    LitLenTable litLen;
     DistanceTable distance;
 };
 static_assert(sizeof(SplitTables) == 6912 && alignof(SplitTables) == 1);
@@ -59,18 +59,18 @@ constexpr int32_t reverseTen(int32_t code) {
            tablofinv[static_cast<size_t>(code >> 5)];
 }
 
-SplitEntry litlenEntry(int32_t symbol) {
+SplitEntry litLenEntry(int32_t symbol) {
     if (symbol < kEndOfBlock) return {static_cast<uint16_t>(symbol), 0};
     if (symbol == kEndOfBlock) return {0, kSubCodeEndOfBlock};
-    if (symbol >= kValidLitlenSymbols) return {0, kSubCodeInvalid};
-    const CodeRange range = lengthRange(symbol);
+    if (symbol >= kLitLenSymbols) return {0, kSubCodeInvalid};
+    const CodeRange range = kLengthRanges[static_cast<size_t>(symbol - kFirstLengthSymbol)];
     return {static_cast<uint16_t>(range.base - 3),
             static_cast<uint8_t>(kIsLength | range.extraBits << 4)};
 }
 
 SplitEntry distanceEntry(int32_t symbol) {
-    if (symbol >= kValidDistanceSymbols) return {0, kInvalidDistance};
-    const CodeRange range = distanceRange(symbol);
+    if (symbol >= kDistanceSymbols) return {0, kInvalidDistance};
+    const CodeRange range = kDistanceRanges[static_cast<size_t>(symbol)];
     return {range.base, static_cast<uint8_t>(range.extraBits << 4)};
 }
 
@@ -104,7 +104,7 @@ void fillBlock(Table& table, int32_t start, const CodedSymbol* first, const Code
     const int32_t size = 1 << (longest - kFirstBits);
     // Behind the last code of an incomplete code nothing is reached.
     for (int32_t i = 0; i < size; ++i)
-        table.set(kFirstEntries + start + i, resultOf(kLitlenSymbols), 1);
+        table.set(kFirstEntries + start + i, resultOf(kLitLenAlphabet), 1);
     for (; first != last; ++first) {
         const int32_t copies = 1 << (longest - first->length);
         const int32_t suffix = first->code - (first->prefix() << (first->length - kFirstBits));
@@ -120,9 +120,9 @@ void fillBlock(Table& table, int32_t start, const CodedSymbol* first, const Code
 template <class Table, class ResultOf>
 void fillTable(Table& table, const SortedCode& sorted, int32_t linkUnit, ResultOf resultOf) {
     for (int32_t i = 0; i < kFirstEntries; ++i)
-        table.set(i, resultOf(kLitlenSymbols), 1);
+        table.set(i, resultOf(kLitLenAlphabet), 1);
     if (sorted.oversubscribed) return;
-    CodedSymbol coded[kLitlenSymbols];
+    CodedSymbol coded[kLitLenAlphabet];
     const CodedSymbol* const end = coded + assignCodes(sorted, coded);
     const CodedSymbol* next = coded;
     for (; next != end && next->length <= kFirstBits; ++next) {
@@ -156,13 +156,13 @@ extern "C" {
 void ownMakeLiterTabl(const uint16_t* pLengths, const void* pCounts, uint8_t* pArea, int32_t n) {
     static_cast<void>(pCounts);  // counted anew: the code must be one that the lengths describe
     std::memset(pArea, 0, sizeof(SplitTables));
-    const SortedCode sorted(anyAlignment(pLengths), std::min(n, kLitlenSymbols));
-    fillTable(reinterpret_cast<SplitTables*>(pArea)->litlen, sorted, 2, litlenEntry);
+    const SortedCode sorted(anyAlignment(pLengths), std::min(n, kLitLenAlphabet));
+    fillTable(reinterpret_cast<SplitTables*>(pArea)->litLen, sorted, 2, litLenEntry);
 }
 
 void ownMakeOffsetTabl(const uint16_t* pLengths, const void* pCounts, uint8_t* pArea, int32_t n) {
     static_cast<void>(pCounts);
-    const SortedCode sorted(anyAlignment(pLengths), std::min(n, kDistanceSymbols));
+    const SortedCode sorted(anyAlignment(pLengths), std::min(n, kDistanceAlphabet));
     fillTable(reinterpret_cast<SplitTables*>(pArea)->distance, sorted, 1, distanceEntry);
 }
 

@@ -14,7 +14,7 @@ void clearProgress(DecodeProgress& progress) {
     progress.endOfStream = 0;
     progress.pendingLength = 0;
     progress.pendingDistance = 0;
-    progress.litlenCount = 0;
+    progress.litLenCount = 0;
     progress.distanceCount = 0;
     progress.codeLengthCount = 0;
     progress.lengthsRead = 0;
@@ -28,7 +28,7 @@ void initialise(DecodeState& state, Lz77Checksum checksum) {
     clearProgress(state.progress);
     state.progress.checksum = checksum;
     state.progress.blockType = Lz77BlockFixed;
-    state.progress.windowEnd = static_cast<int32_t>(kFarthest);
+    state.progress.windowEnd = static_cast<int32_t>(kFarthestDistance);
     state.pairBuffer.set(reinterpret_cast<Lz77Pair*>(state.pairs));
 }
 
@@ -40,7 +40,7 @@ void reset(DecodeState& state) {
 
 // The dictionary takes the last places of the history; what is farther back stays.
 void setDictionary(DecodeState& state, const uint8_t* dictionary, int32_t size) {
-    const uint32_t used = std::min(static_cast<uint32_t>(size), kFarthest);
+    const uint32_t used = std::min(static_cast<uint32_t>(size), kFarthestDistance);
     std::memcpy(state.window + int32_t{state.progress.windowEnd} - used, dictionary, used);
 }
 
@@ -55,15 +55,15 @@ void copyState(const DecodeState& from, DecodeState& to) {
 }  // namespace
 
 void appendHistory(DecodeState& state, const uint8_t* bytes, size_t size) {
-    if (size >= kFarthest) {
-        std::memcpy(state.window, bytes + (size - kFarthest), kFarthest);
-        state.progress.windowEnd = static_cast<int32_t>(kFarthest);
+    if (size >= kFarthestDistance) {
+        std::memcpy(state.window, bytes + (size - kFarthestDistance), kFarthestDistance);
+        state.progress.windowEnd = static_cast<int32_t>(kFarthestDistance);
         return;
     }
     auto end = static_cast<uint32_t>(int32_t{state.progress.windowEnd});
     if (end + size > kWindowSize) {
-        std::memmove(state.window, state.window + end - kFarthest, kFarthest);
-        end = kFarthest;
+        std::memmove(state.window, state.window + end - kFarthestDistance, kFarthestDistance);
+        end = kFarthestDistance;
     }
     std::memcpy(state.window + end, bytes, size);
     state.progress.windowEnd = static_cast<int32_t>(end + size);

@@ -46,7 +46,7 @@ struct DecodeProgress {
     S32 pairsLength;
 
     // The dynamic header so far.
-    S32 litlenCount;
+    S32 litLenCount;
     S32 distanceCount;
     S32 codeLengthCount;
     S32 lengthsRead;
@@ -64,12 +64,12 @@ struct DecodeState {
     // kCopyOverrun bytes too far: the pairs lie behind.
     uint8_t window[kWindowSize];
     uint8_t pairs[kDecodePairs * sizeof(Lz77Pair)];
-    U16 lengths[kLitlenSymbols + kDistanceSymbols];
+    U16 lengths[kLitLenAlphabet + kDistanceAlphabet];
     DecodeProgress progress;
     CallerPointer<Lz77Pair> pairBuffer;
     uint8_t spare[kDecodeStateSize - sizeof(Tables) - kWindowSize -
                   kDecodePairs * sizeof(Lz77Pair) -
-                  (kLitlenSymbols + kDistanceSymbols) * sizeof(U16) - sizeof(DecodeProgress) -
+                  (kLitLenAlphabet + kDistanceAlphabet) * sizeof(U16) - sizeof(DecodeProgress) -
                   sizeof(CallerPointer<Lz77Pair>)];
 };
 static_assert(sizeof(DecodeState) == kDecodeStateSize);

@@ -22,9 +22,13 @@
 #include <type_traits>
 
 #include "core/unaligned.hpp"
-#include "deflate/decode_format.hpp"
+#include "deflate/format.hpp"
 
 namespace zeldc::deflate {
+
+// Sizes of the alphabets as a header can express them: their last two symbols are never valid.
+constexpr int32_t kLitLenAlphabet = 288;
+constexpr int32_t kDistanceAlphabet = 32;
 
 using Entry = uint32_t;
 
@@ -58,38 +62,38 @@ constexpr Entry kUnreached = kExceptional | kInvalid | 1 << 8 | 1;
 // included. Literal/length: at most 288 + 5 * 2^4 entries. Distance: 32 codes fill at most 146
 // entries of complete subtables (counted over all complete codes), and an unfinished one has 128.
 // The builder checks all the same: codes whose subtable has no room stay unreached.
-constexpr int32_t kLitlenBits = 11;
+constexpr int32_t kLitLenBits = 11;
 constexpr int32_t kDistanceBits = 8;
-constexpr int32_t kLitlenEntries = 2560;
+constexpr int32_t kLitLenEntries = 2560;
 constexpr int32_t kDistanceEntries = 608;
-static_assert(kLitlenEntries >= (1 << kLitlenBits) + kLitlenSymbols + 5 * 16);
+static_assert(kLitLenEntries >= (1 << kLitLenBits) + kLitLenAlphabet + 5 * 16);
 static_assert(kDistanceEntries >= (1 << kDistanceBits) + 146 + 128);
 
 template <class Element>
 struct BasicTables {
-    Element litlen[kLitlenEntries];
+    Element litLen[kLitLenEntries];
     Element distance[kDistanceEntries];
 };
 // As in states, which lie at any address.
 using Tables = BasicTables<U32>;
 
 // What a symbol's entry is apart from the length of its code, which is added to both counts.
-constexpr Entry litlenResult(int32_t symbol) {
+constexpr Entry litLenResult(int32_t symbol) {
     if (symbol < kEndOfBlock) return kLiteral | static_cast<Entry>(symbol) << 16;
     if (symbol == kEndOfBlock) return kExceptional | kBlockEnd;
-    if (symbol >= kValidLitlenSymbols) return kExceptional | kInvalid;
-    const CodeRange range = lengthRange(symbol);
+    if (symbol >= kLitLenSymbols) return kExceptional | kInvalid;
+    const CodeRange range = kLengthRanges[static_cast<size_t>(symbol - kFirstLengthSymbol)];
     return static_cast<Entry>(range.base) << 16 | range.extraBits;
 }
 constexpr Entry distanceResult(int32_t symbol) {
-    if (symbol >= kValidDistanceSymbols) return kExceptional | kInvalid;
-    const CodeRange range = distanceRange(symbol);
+    if (symbol >= kDistanceSymbols) return kExceptional | kInvalid;
+    const CodeRange range = kDistanceRanges[static_cast<size_t>(symbol)];
     return static_cast<Entry>(range.base) << 16 | range.extraBits;
 }
 
 // The used symbols of a code in the order of their codes.
 struct SortedCode {
-    uint16_t symbols[kLitlenSymbols] = {};
+    uint16_t symbols[kLitLenAlphabet] = {};
     uint16_t counts[kLongestCode + 1] = {};
     int32_t longest = 0;
     bool oversubscribed = false;
@@ -192,6 +196,6 @@ constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
 extern const BasicTables<U32> kFixedTables;
 
 // Fills `tables` from the lengths of a dynamic block's header.
-void buildTables(Tables& tables, const U16* lengths, int32_t litlenCount, int32_t distanceCount);
+void buildTables(Tables& tables, const U16* lengths, int32_t litLenCount, int32_t distanceCount);
 
 }  // namespace zeldc::deflate

@@ -42,7 +42,7 @@ void expandFast(PairInput& pairs, ByteOutput& out) {
             if (length > kLongestMatch || length == 0) break;
             if (distance > produced) {
                 const size_t back = distance - produced;
-                if (length > back || back > kFarthest) break;
+                if (length > back || back > kFarthestDistance) break;
                 src = windowEnd - back;
             }
             copyWide(dst, src, length, distance);

@@ -48,7 +48,7 @@ constexpr int32_t kPairMargin = 3 * 4;
 
 // Bits available in a round, at the least: on entry kRefilledBits. Literals come from the first
 // level, others may need a subtable.
-constexpr int32_t kLiteralBits = kLitlenBits;
+constexpr int32_t kLiteralBits = kLitLenBits;
 constexpr int32_t kLengthBits = kLongestCode + 5;
 constexpr int32_t kDistanceCodeBits = kLongestCode;
 constexpr int32_t kDistanceExtraBits = 13;
@@ -168,7 +168,7 @@ inline void rewind(KernelBits& bits, const KernelIo& io, uint32_t back) {
 // entry the source has kSrcToEnter bytes or more and the destination its margin.
 template <class Sink>
 [[gnu::always_inline]] inline int32_t runKernel(KernelIo& io) {
-    const U32* const litlen = io.tables->litlen;
+    const U32* const litLen = io.tables->litLen;
     const U32* const distances = io.tables->distance;
     const uint8_t* const srcLast = io.srcEnd - kSrcMargin;
     const uint8_t* const dstLast = io.dstEnd - Sink::kMargin;
@@ -177,27 +177,27 @@ template <class Sink>
     int32_t result = kMarginsUsedUp;
 
     bits.refill();
-    Entry entry = bits.lookUp(litlen, kLitlenBits);
+    Entry entry = bits.lookUp(litLen, kLitLenBits);
     while (bits.srcNext <= srcLast && sink.next() <= dstLast) {
         // Here the buffer is full and holds the whole symbol of `entry`.
         if (isLiteral(entry)) {
             bits.consume(entry);
             sink.literal(entry);
-            entry = bits.lookUp(litlen, kLitlenBits);
+            entry = bits.lookUp(litLen, kLitLenBits);
             if (isLiteral(entry)) {
                 bits.consume(entry);
                 sink.literal(entry);
-                entry = bits.lookUp(litlen, kLitlenBits);
+                entry = bits.lookUp(litLen, kLitLenBits);
                 if (!kWideWord) {
                     bits.refill();
-                    entry = bits.lookUp(litlen, kLitlenBits);
+                    entry = bits.lookUp(litLen, kLitLenBits);
                     continue;
                 }
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
                     bits.refill();
-                    entry = bits.lookUp(litlen, kLitlenBits);
+                    entry = bits.lookUp(litLen, kLitLenBits);
                     continue;
                 }
             }
@@ -208,13 +208,13 @@ template <class Sink>
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
-                entry = bits.follow(litlen, entry);
-                symbolBits = kLitlenBits + bitsToConsume(entry);
+                entry = bits.follow(litLen, entry);
+                symbolBits = kLitLenBits + bitsToConsume(entry);
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
                     bits.refill();
-                    entry = bits.lookUp(litlen, kLitlenBits);
+                    entry = bits.lookUp(litLen, kLitLenBits);
                     continue;
                 }
             }
@@ -246,7 +246,7 @@ template <class Sink>
 
         // The next symbol's entry is on its way while the match is copied.
         bits.refill();
-        entry = bits.lookUp(litlen, kLitlenBits);
+        entry = bits.lookUp(litLen, kLitLenBits);
         if (!sink.match(length, distance)) [[unlikely]] {
             result = static_cast<int32_t>(length << 16 | distance);
             break;
