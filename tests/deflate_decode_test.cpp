@@ -113,9 +113,9 @@ TEST(DeflateDecode, TinyPieces) {
             SCOPED_TRACE(static_cast<int>(way));
             expectDecodes(stream, way, {pieces(1), pieces(1000), pieces(500)});
             expectDecodes(stream, way, {pieces(300), pieces(1), pieces(1)});
-            expectDecodes(stream, way,
-                          {randomPieces(++seed, 20), randomPieces(++seed, 30),
-                           randomPieces(++seed, 20)});
+            expectDecodes(
+                stream, way,
+                {randomPieces(++seed, 20), randomPieces(++seed, 30), randomPieces(++seed, 20)});
         }
         if (HasFailure()) return;
     }
@@ -149,7 +149,8 @@ TEST(DeflateDecode, EveryCut) {
             const auto onceOut = [firstOut, cut] {
                 return std::exchange(*firstOut, false) ? cut : 100000;
             };
-            expectDecodes({"", plain, withTrailer(stream)}, way, {pieces(100000), onceOut, onceOut});
+            expectDecodes({"", plain, withTrailer(stream)}, way,
+                          {pieces(100000), onceOut, onceOut});
             if (HasFailure()) return;
         }
     }

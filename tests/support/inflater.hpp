@@ -171,10 +171,9 @@ class Inflater {
     ZelStatus step() {
         if (way_ == Way::trial) return tryDecoders();
         if (!inBlock_) {
-            const ZelStatus status =
-                withSource([&](const uint8_t** ppSrc, int32_t* pSrcLen) {
-                    return zelsDecodeLZ77GetBlockType_8u(ppSrc, pSrcLen, &type_, state_);
-                });
+            const ZelStatus status = withSource([&](const uint8_t** ppSrc, int32_t* pSrcLen) {
+                return zelsDecodeLZ77GetBlockType_8u(ppSrc, pSrcLen, &type_, state_);
+            });
             if (status != zelStsOk) return status;
             inBlock_ = true;
             bytesNow_ = way_ == Way::onePass || (way_ == Way::alternating && ++blocks_ % 2 == 0);
