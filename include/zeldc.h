@@ -298,6 +298,61 @@ ZELDC_API void zelsLZ77Free_8u(void* pState);
 /* Deflate decoder                                                          */
 /* ======================================================================== */
 
+ZELDC_API ZelStatus zelsDecodeLZ77GetSize_8u(int32_t* pSize);
+ZELDC_API ZelStatus zelsDecodeLZ77Init_8u(Lz77Checksum checksum, Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77InitAlloc_8u(Lz77Checksum checksum, Lz77DecodeState** ppState);
+ZELDC_API ZelStatus zelsDecodeLZ77Reset_8u(Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77SetDictionary_8u(const uint8_t* pDict, int32_t dictLen,
+                                                   Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77GetPairs_8u(Lz77Pair** ppPairs, int32_t* pPairsPos,
+                                              int32_t* pPairsLen, const Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77SetPairs_8u(Lz77Pair* pPairs, int32_t pairsPos, int32_t pairsLen,
+                                              Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77GetStatus_8u(int32_t* pStatus, const Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77SetStatus_8u(int32_t status, Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77CopyState_8u(const Lz77DecodeState* pSrcState,
+                                               Lz77DecodeState* pDstState);
+ZELDC_API ZelStatus zelsDecodeLZ77GetBlockType_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                  Lz77BlockType* pBlockType,
+                                                  Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77StoredBlock_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                 uint8_t** ppDst, int32_t* pDstLen,
+                                                 Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77StoredHuff_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                Lz77Pair** ppPairs, int32_t* pPairsLen,
+                                                Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77FixedHuff_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                               Lz77Pair** ppPairs, int32_t* pPairsLen,
+                                               Lz77Flush flush, Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77DynamicHuff_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                 Lz77Pair** ppPairs, int32_t* pPairsLen,
+                                                 Lz77Flush flush, Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77_8u(const Lz77Pair** ppPairs, int32_t* pPairsLen, uint8_t** ppDst,
+                                      int32_t* pDstLen, Lz77Flush flush, Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77FixedHuffFull_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                   uint8_t** ppDst, int32_t* pDstLen,
+                                                   Lz77Flush flush, Lz77DecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeLZ77DynamicHuffFull_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                                     uint8_t** ppDst, int32_t* pDstLen,
+                                                     Lz77Flush flush, Lz77DecodeState* pState);
+ZELDC_API void ownMakeLiterTabl(const uint16_t* pLengths, const void* pCounts, uint8_t* pArea,
+                                int32_t n);
+ZELDC_API void ownMakeOffsetTabl(const uint16_t* pLengths, const void* pCounts, uint8_t* pArea,
+                                 int32_t n);
+typedef void (*OwnFillBuf)(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf1(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf2(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf3(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf4(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf5(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf6(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf7(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+ZELDC_API void ownFillBuf8(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+extern ZELDC_API const OwnFillBuf ownTablFillBuf[8];
+ZELDC_API int32_t ownDecodeLZ77DHF_HotSpot(const uint8_t** ppSrc, int32_t* pSrcLen,
+                                           const uint8_t* pDstStart, uint8_t** ppDst,
+                                           int32_t* pDstLen, Lz77DecodeState* pState);
+
 /* ======================================================================== */
 /* Block sorting: Burrows-Wheeler transform                                 */
 /* ======================================================================== */

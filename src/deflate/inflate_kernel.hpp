@@ -1,0 +1,268 @@
+// The fast loop of both ways of decoding: as long as source and destination are far from their
+// ends, nothing is tested but once per round.
+#pragma once
+
+#include <climits>
+
+#include "deflate/decode_tables.hpp"
+#include "deflate/match_copy.hpp"
+
+namespace zeldc::deflate {
+
+// The bit buffer is one register wide: 64-bit shifts by variable counts cost 32-bit code several
+// instructions each.
+using Word = uintptr_t;
+constexpr int32_t kWordBits = static_cast<int32_t>(sizeof(Word)) * CHAR_BIT;
+// What a refill makes available at least.
+constexpr int32_t kRefilledBits = kWordBits - 8;
+constexpr bool kWideWord = kWordBits == 64;
+
+// What a kernel works on; source, destination and bit buffer are updated in place.
+struct KernelIo {
+    const uint8_t* srcNext;
+    const uint8_t* srcEnd;
+    uint8_t* dstNext;  // bytes or pairs
+    const uint8_t* dstEnd;
+    const uint8_t* dstStart;   // of this call's output
+    const uint8_t* windowEnd;  // what preceded it
+    const Tables* tables;
+    Word bitBuf;
+    int32_t bitCount;  // at most kWordBits - 1
+};
+
+// Results of a kernel. A match that it leaves to the caller has its length in the high and its
+// distance in the low half, and is above 0.
+constexpr int32_t kMarginsUsedUp = 0;
+constexpr int32_t kAtBlockEnd = INT32_MIN | 0x60;
+constexpr int32_t kAtInvalid = INT32_MIN | 0x70;  // the symbol is left in the bit buffer
+
+// Margins. A round refills at most four times on 32-bit machines (after a literal, before the
+// distance, in a distance subtable, at its end) and twice on 64-bit ones; each refill reads a word
+// and advances by less than one: 3 * 3 + 4 and 7 + 8 bytes. A refill precedes the first round.
+constexpr int32_t kSrcMargin = 16;
+constexpr int32_t kSrcToEnter = kSrcMargin + 8;
+static_assert(3 * 3 + 4 <= kSrcMargin && 7 + 8 <= kSrcMargin);
+// A round puts out at most three literals, or two and a match with its overrun.
+constexpr int32_t kByteMargin = 2 + static_cast<int32_t>(kLongestMatch) + kCopyOverrun;
+constexpr int32_t kPairMargin = 3 * 4;
+
+// Bits available in a round, at the least: on entry kRefilledBits. Literals come from the first
+// level, others may need a subtable.
+constexpr int32_t kLiteralBits = kLitLenBits;
+constexpr int32_t kLengthBits = kLongestCode + 5;
+constexpr int32_t kDistanceCodeBits = kLongestCode;
+constexpr int32_t kDistanceExtraBits = 13;
+static_assert(2 * kLiteralBits <= kRefilledBits);                // two literals per refill
+static_assert(!kWideWord || 3 * kLiteralBits <= kRefilledBits);  // or three
+static_assert(kLengthBits <= kRefilledBits);
+static_assert(!kWideWord || kLengthBits + kDistanceCodeBits + kDistanceExtraBits <= kRefilledBits);
+static_assert(kDistanceCodeBits <= kRefilledBits);
+static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);  // without a subtable
+static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits <= kRefilledBits);
+
+// Bits above bitCount are bits of the stream too, to be ORed in again at the same place; only the
+// low five or six bits of bitCount count.
+struct KernelBits {
+    const uint8_t* srcNext;
+    Word bitBuf;
+    uint32_t bitCount;
+
+    [[gnu::always_inline]] void refill() {
+        bitBuf |= load<Word>(srcNext) << (bitCount & (kWordBits - 1));
+        srcNext += sizeof(Word) - 1;
+        srcNext -= bitCount >> 3 & (sizeof(Word) - 1);
+        bitCount |= kRefilledBits;
+    }
+    [[gnu::always_inline]] void consume(Entry entry) {
+        bitBuf >>= entry & (kWordBits - 1);
+        bitCount -= entry;
+    }
+    // Consumes a length's or distance's entry and gives its value.
+    [[gnu::always_inline]] uint32_t consumeValue(Entry entry) {
+        const Word both = bitBuf & ((Word{1} << (entry & (kWordBits - 1))) - 1);
+        consume(entry);
+        return payload(entry) + static_cast<uint32_t>(both >> (entry >> 8 & (kWordBits - 1)));
+    }
+    [[gnu::always_inline]] Entry lookUp(const U32* table, int32_t indexBits) const {
+        return table[bitBuf & ((Word{1} << indexBits) - 1)];
+    }
+    [[gnu::always_inline]] Entry follow(const U32* table, Entry link) const {
+        return table[(payload(link)) +
+                     static_cast<uint32_t>(bitBuf & ((Word{1} << codeLength(link)) - 1))];
+    }
+};
+
+class ByteSink {
+  public:
+    static constexpr int32_t kMargin = kByteMargin;
+
+    explicit ByteSink(const KernelIo& io)
+        : next_(io.dstNext), start_(io.dstStart), windowEnd_(io.windowEnd) {}
+
+    [[gnu::always_inline]] void literal(Entry entry) {
+        *next_++ = static_cast<uint8_t>(entry >> 16);
+    }
+    // False when the match begins in the history and runs on into this call's output.
+    [[gnu::always_inline]] bool match(uint32_t length, uint32_t distance) {
+        const uint8_t* src = next_ - distance;
+        const auto produced = static_cast<size_t>(next_ - start_);
+        if (distance > produced) [[unlikely]] {
+            const size_t back = distance - produced;
+            if (length > back) return false;
+            src = windowEnd_ - back;
+        }
+        copyWide(next_, src, length, distance);
+        next_ += length;
+        return true;
+    }
+    uint8_t* next() const { return next_; }
+
+  private:
+    uint8_t* next_;
+    const uint8_t* start_;
+    const uint8_t* windowEnd_;
+};
+
+class PairSink {
+  public:
+    static constexpr int32_t kMargin = kPairMargin;
+
+    explicit PairSink(const KernelIo& io) : next_(io.dstNext) {}
+
+    [[gnu::always_inline]] void literal(Entry entry) { put(entry >> 16 & 0xFF); }
+    [[gnu::always_inline]] bool match(uint32_t length, uint32_t distance) {
+        put(length | distance << 16);
+        return true;
+    }
+    uint8_t* next() const { return next_; }
+
+  private:
+    [[gnu::always_inline]] void put(uint32_t pair) {
+        store(next_, pair);
+        next_ += sizeof pair;
+    }
+
+    uint8_t* next_;
+};
+
+// Puts the reader back by `bits`, which it has consumed since it was at `io`. Bits that were
+// buffered there cannot be read again from the source.
+inline void rewind(KernelBits& bits, const KernelIo& io, uint32_t back) {
+    const uint32_t left = bits.bitCount & (kWordBits - 1);
+    const auto buffered = static_cast<uint32_t>(io.bitCount);
+    const uint64_t consumed =
+        static_cast<uint64_t>(bits.srcNext - io.srcNext) * 8 + buffered - left - back;
+    if (consumed < buffered) {
+        bits = {io.srcNext, io.bitBuf >> consumed, buffered - static_cast<uint32_t>(consumed)};
+        return;
+    }
+    const uint64_t fromSource = consumed - buffered;
+    const auto used = static_cast<uint32_t>(fromSource) % 8;
+    bits = {io.srcNext + fromSource / 8, 0, 0};
+    if (used == 0) return;
+    bits.bitBuf = static_cast<Word>(*bits.srcNext++) >> used;
+    bits.bitCount = 8 - used;
+}
+
+// Decodes until the margins are used up, the block ends or something is left to the caller. On
+// entry the source has kSrcToEnter bytes or more and the destination its margin.
+template <class Sink>
+[[gnu::always_inline]] inline int32_t runKernel(KernelIo& io) {
+    const U32* const litLen = io.tables->litLen;
+    const U32* const distances = io.tables->distance;
+    const uint8_t* const srcLast = io.srcEnd - kSrcMargin;
+    const uint8_t* const dstLast = io.dstEnd - Sink::kMargin;
+    KernelBits bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
+    Sink sink(io);
+    int32_t result = kMarginsUsedUp;
+
+    bits.refill();
+    Entry entry = bits.lookUp(litLen, kLitLenBits);
+    while (bits.srcNext <= srcLast && sink.next() <= dstLast) {
+        // Here the buffer is full and holds the whole symbol of `entry`.
+        if (isLiteral(entry)) {
+            bits.consume(entry);
+            sink.literal(entry);
+            entry = bits.lookUp(litLen, kLitLenBits);
+            if (isLiteral(entry)) {
+                bits.consume(entry);
+                sink.literal(entry);
+                entry = bits.lookUp(litLen, kLitLenBits);
+                if (!kWideWord) {
+                    bits.refill();
+                    entry = bits.lookUp(litLen, kLitLenBits);
+                    continue;
+                }
+                if (isLiteral(entry)) {
+                    bits.consume(entry);
+                    sink.literal(entry);
+                    bits.refill();
+                    entry = bits.lookUp(litLen, kLitLenBits);
+                    continue;
+                }
+            }
+            bits.refill();
+        }
+
+        uint32_t symbolBits = bitsToConsume(entry);
+        if (entry & kExceptional) [[unlikely]] {
+            if (entry & kLink) {
+                bits.consume(entry);
+                entry = bits.follow(litLen, entry);
+                symbolBits = kLitLenBits + bitsToConsume(entry);
+                if (isLiteral(entry)) {
+                    bits.consume(entry);
+                    sink.literal(entry);
+                    bits.refill();
+                    entry = bits.lookUp(litLen, kLitLenBits);
+                    continue;
+                }
+            }
+            if (entry & kExceptional) {
+                bits.consume(entry);
+                result = entry & kBlockEnd ? kAtBlockEnd : kAtInvalid;
+                if (result == kAtInvalid) rewind(bits, io, symbolBits);
+                break;
+            }
+        }
+        const uint32_t length = bits.consumeValue(entry);
+
+        if (!kWideWord) bits.refill();
+        entry = bits.lookUp(distances, kDistanceBits);
+        if (entry & kExceptional) [[unlikely]] {
+            if (entry & kLink) {
+                bits.consume(entry);
+                symbolBits += kDistanceBits;
+                if (!kWideWord) bits.refill();
+                entry = bits.follow(distances, entry);
+            }
+            if (entry & kExceptional) {
+                result = kAtInvalid;
+                rewind(bits, io, symbolBits);
+                break;
+            }
+        }
+        const uint32_t distance = bits.consumeValue(entry);
+
+        // The next symbol's entry is on its way while the match is copied.
+        bits.refill();
+        entry = bits.lookUp(litLen, kLitLenBits);
+        if (!sink.match(length, distance)) [[unlikely]] {
+            result = static_cast<int32_t>(length << 16 | distance);
+            break;
+        }
+    }
+
+    io.srcNext = bits.srcNext;
+    io.dstNext = sink.next();
+    io.bitCount = static_cast<int32_t>(bits.bitCount & (kWordBits - 1));
+    io.bitBuf = bits.bitBuf & ((Word{1} << io.bitCount) - 1);
+    return result;
+}
+
+// One kernel for each output, in the tier that the processor has.
+using Kernel = int32_t(KernelIo& io);
+int32_t decodeToBytes(KernelIo& io);
+int32_t decodeToPairs(KernelIo& io);
+
+}  // namespace zeldc::deflate

@@ -1,0 +1,62 @@
+// Copies of matches: exact ones, and wide ones for where there is room to overrun.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+
+#include "core/unaligned.hpp"
+
+namespace zeldc::deflate {
+
+// Writes `count` bytes at `dst`, each a copy of the byte `distance` before it.
+void copyOverlapping(uint8_t* dst, uint32_t distance, uint32_t count);
+
+// How far copyWide may write behind a match, and read behind its source.
+constexpr int32_t kCopyOverrun = 31;
+
+inline void copy16(uint8_t* dst, const uint8_t* src) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
+                     _mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
+}
+inline void copy8(uint8_t* dst, const uint8_t* src) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(dst),
+                     _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src)));
+}
+
+// A match of `length` (1..258) bytes whose source `src` lies `distance` before `dst`, or in other
+// memory, where `distance` is then not below `length`. Every path writes at most 15 bytes behind
+// the match: whole units start before its end, and a growing pattern adds at most 8 + 7 bytes.
+[[gnu::always_inline]] inline void copyWide(uint8_t* dst, const uint8_t* src, uint32_t length,
+                                            uint32_t distance) {
+    const uint8_t* const end = dst + length;
+    if (distance >= 16) [[likely]] {
+        do {
+            copy16(dst, src);
+            dst += 16;
+            src += 16;
+        } while (dst < end);
+        return;
+    }
+    if (distance == 1) {
+        const __m128i bytes = _mm_set1_epi8(static_cast<char>(*src));
+        do {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), bytes);
+            dst += 16;
+        } while (dst < end);
+        return;
+    }
+    // Each copy of a short pattern doubles it, until whole words can follow.
+    while (distance < 8) {
+        copy8(dst, src);
+        dst += distance;
+        distance *= 2;
+    }
+    while (dst < end) {
+        copy8(dst, src);
+        dst += 8;
+        src += 8;
+    }
+}
+
+}  // namespace zeldc::deflate
