@@ -1,0 +1,276 @@
+// Match search over a 32 KB window, shared by the coders that parse with hash chains: the tables of
+// positions, the tabulation hash, the walk along a chain, and the upkeep of the history between
+// calls.
+//
+// Bytes are numbered by positions. The bytes of a call are read where the caller has them, earlier
+// ones from a window of 64 KB that is refilled after each call; the first bytes of the call follow
+// the history there too, so that a match that begins in the history can be compared in one piece.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "core/memory.hpp"
+#include "core/unaligned.hpp"
+
+namespace zeldc {
+
+constexpr uint32_t kHistorySize = 32768;
+constexpr uint32_t kHashSize = 32768;
+constexpr uint32_t kMinMatch = 3;
+constexpr uint32_t kMaxMatch = 258;
+// An empty table entry: as a position it is 32768 or more away from every position that occurs.
+constexpr uint32_t kNoPosition = 0U - kHistorySize;
+
+constexpr uint32_t kWindowBufferSize = 65536;
+// History never reaches beyond this, so that the start of a call always fits behind it.
+constexpr uint32_t kWindowFill = kWindowBufferSize - kMaxMatch;
+
+// Positions are renumbered when a call begins at or above this.
+constexpr uint32_t kRebaseAt = 1U << 30;
+// A call holds fewer than 2^31 bytes: positions stay clear of kNoPosition.
+static_assert(uint64_t{kRebaseAt} + 0x7FFFFFFFU + kHistorySize < kNoPosition);
+
+// Tabulation hashing (Zobrist): one row of 15-bit values for each of three bytes. The first entries
+// of the rows are fixed; the others come from a generator.
+constexpr std::array<std::array<uint16_t, 256>, 3> makeTabulationRows() {
+    constexpr uint16_t kFirst[3][4] = {
+        {18845, 15810, 11527, 28763}, {23403, 25964, 7330, 5756}, {23616, 7640, 29028, 30668}};
+    std::array<std::array<uint16_t, 256>, 3> rows{};
+    uint64_t state = 1;
+    for (size_t row = 0; row < 3; ++row) {
+        for (size_t i = 0; i < 256; ++i) {
+            // splitmix64 (Steele, Lea and Flood, 2014)
+            uint64_t z = state += 0x9E3779B97F4A7C15U;
+            z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
+            z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
+            rows[row][i] = i < 4 ? kFirst[row][i] : static_cast<uint16_t>((z ^ (z >> 31)) & 0x7FFF);
+        }
+    }
+    return rows;
+}
+inline constexpr auto kTabulationRows = makeTabulationRows();
+
+inline uint32_t tabulationHash(uint32_t b0, uint32_t b1, uint32_t b2) {
+    return static_cast<uint32_t>(kTabulationRows[0][b0] ^ kTabulationRows[1][b1] ^
+                                 kTabulationRows[2][b2]);
+}
+
+// The part of a coder's state that the search works on. chain[p % 32768] is the position before p
+// that had p's hash.
+struct MatchHistory {
+    U32 head[kHashSize];
+    U32 chain[kHistorySize];
+    uint8_t window[kWindowBufferSize];
+    U32 origin;    // position of window[0]
+    U32 position;  // position of the next byte
+};
+static_assert(alignof(MatchHistory) == 1);
+
+// Forgets everything; the chain is reached through the head table only and may keep stale entries.
+inline void restartHistory(MatchHistory& history) {
+    fill32(kNoPosition, history.head, kHashSize);
+    history.origin = 0;
+    history.position = 0;
+}
+
+inline void initHistory(MatchHistory& history) {
+    restartHistory(history);
+    fill32(kNoPosition, history.chain, kHistorySize);
+}
+
+// Starts the numbering again at 0 without history. The head table keeps stale positions: a search
+// must refuse those that are not below its own.
+inline void dropHistory(MatchHistory& history) {
+    history.origin = 0;
+    history.position = 0;
+}
+
+// Lowers all positions by a multiple of 32768, which leaves the chain's slots where they are.
+// What falls below 0 is more than 65536 bytes back and has left the window.
+inline void rebaseHistory(MatchHistory& history) {
+    const uint32_t shift = (history.position - kWindowBufferSize) & ~(kHistorySize - 1);
+    const auto rebased = [shift](U32& entry) {
+        const uint32_t position = entry;
+        entry = position >= shift && position != kNoPosition ? position - shift : kNoPosition;
+    };
+    std::for_each_n(history.head, kHashSize, rebased);
+    std::for_each_n(history.chain, kHistorySize, rebased);
+    history.origin -= shift;
+    history.position -= shift;
+}
+
+// The bytes that a call can see, by position.
+class CallText {
+  public:
+    CallText(const MatchHistory& history, const uint8_t* src, uint32_t size)
+        : first_(history.position),
+          end_(first_ + size),
+          origin_(history.origin),
+          srcBase_(reinterpret_cast<uintptr_t>(src) - first_),
+          windowBase_(reinterpret_cast<uintptr_t>(history.window) - origin_) {}
+
+    uint32_t first() const { return first_; }
+    uint32_t end() const { return end_; }
+    // The earliest position whose byte is still in the window.
+    uint32_t earliest() const { return origin_; }
+
+    // The byte at a position of this call.
+    const uint8_t* at(uint32_t p) const { return reinterpret_cast<const uint8_t*>(srcBase_ + p); }
+    // The byte at any position from earliest() on; kMaxMatch bytes from there are in one piece, as
+    // far as the call has them.
+    const uint8_t* anywhere(uint32_t q) const {
+        return reinterpret_cast<const uint8_t*>((q < first_ ? windowBase_ : srcBase_) + q);
+    }
+
+  private:
+    uint32_t first_;
+    uint32_t end_;
+    uint32_t origin_;
+    uintptr_t srcBase_;
+    uintptr_t windowBase_;
+};
+
+// Renumbers if need be and puts the start of the source behind the history.
+inline CallText beginCall(MatchHistory& history, const uint8_t* src, uint32_t size) {
+    if (history.position >= kRebaseAt) rebaseHistory(history);
+    const CallText text(history, src, size);
+    std::memcpy(history.window + (text.first() - text.earliest()), src, std::min(size, kMaxMatch));
+    return text;
+}
+
+// Takes the `consumed` bytes from `src` on into the history. At least the last 32768 bytes of all
+// stay in the window.
+inline void endCall(MatchHistory& history, const uint8_t* src, uint32_t consumed) {
+    const uint32_t position = history.position;
+    const uint32_t held = position - history.origin;
+    if (consumed >= kHistorySize) {
+        std::memcpy(history.window, src + (consumed - kHistorySize), kHistorySize);
+        history.origin = position + consumed - kHistorySize;
+    } else {
+        uint32_t kept = held;
+        if (held + consumed > kWindowFill) {
+            kept = std::min({held, kHistorySize, kWindowFill - consumed});
+            std::memmove(history.window, history.window + (held - kept), kept);
+            history.origin = position - kept;
+        }
+        std::memcpy(history.window + kept, src, consumed);
+    }
+    history.position = position + consumed;
+}
+
+// The number of equal bytes from `a` and `b` on, up to `limit`; reads no byte beyond the limit.
+inline uint32_t matchLength(const uint8_t* a, const uint8_t* b, uint32_t limit) {
+    uint32_t length = 0;
+    for (; length + 4 <= limit; length += 4) {
+        // Most matches end within a few bytes; longer ones go on by 16.
+        if (length == 8) {
+            for (; length + 16 <= limit; length += 16) {
+                const __m128i equal =
+                    _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a + length)),
+                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + length)));
+                const auto differing = static_cast<uint32_t>(_mm_movemask_epi8(equal)) ^ 0xFFFFU;
+                if (differing != 0) {
+                    return length + static_cast<uint32_t>(std::countr_zero(differing));
+                }
+            }
+            if (length + 4 > limit) break;
+        }
+        const uint32_t differing = load<uint32_t>(a + length) ^ load<uint32_t>(b + length);
+        if (differing != 0) {
+            return length + static_cast<uint32_t>(std::countr_zero(differing)) / 8;
+        }
+    }
+    while (length < limit && a[length] == b[length])
+        ++length;
+    return length;
+}
+
+// How far back a candidate may lie. `window`: less than 32768 bytes, the rule of a running stream.
+// `anyDistance`: at position 1 or later, wherever its bytes can still be read.
+enum class Reach { window, anyDistance };
+
+struct Match {
+    uint32_t length;    // kMinMatch - 1 when there is none
+    uint32_t position;  // where the earlier occurrence begins
+};
+
+// Searches and updates the tables during one call. The chain limit bounds the work at a position
+// whatever the tables hold.
+template <Reach reach>
+class ChainSearch {
+  public:
+    ChainSearch(MatchHistory& history, const CallText& text)
+        : head_(history.head),
+          chain_(history.chain),
+          text_(text),
+          earliest_(std::max(text.earliest(), uint32_t{1})) {}
+
+    // Whether the position q, from a table, can serve as an earlier occurrence for p.
+    bool admissible(uint32_t p, uint32_t q) const {
+        if (reach == Reach::window) return p - q - 1 < kHistorySize - 1;
+        return q >= earliest_ && q < p;
+    }
+
+    // The latest position with the hash of p, without inserting p. Three bytes at p must exist.
+    uint32_t candidateAt(uint32_t p) const { return head_[hashAt(p)]; }
+
+    // Inserts p and returns the latest position before it with the same hash.
+    uint32_t insert(uint32_t p) { return insertHash(p, hashAt(p)); }
+
+    // Inserts the positions [p, stop).
+    void insertUpTo(uint32_t p, uint32_t stop) {
+        const uint8_t* bytes = text_.at(p);
+        for (; p != stop; ++p, ++bytes)
+            insertHash(p, tabulationHash(bytes[0], bytes[1], bytes[2]));
+    }
+
+    // The longest match for p among the first `candidates` (at least 1) of the chain from q on, up
+    // to `limit` bytes, the nearest of equal ones. Ends at the first inadmissible candidate.
+    Match longest(uint32_t p, uint32_t q, uint32_t limit, uint32_t candidates) const {
+        Match best{kMinMatch - 1, q};
+        if (limit < kMinMatch) return best;
+        const uint8_t* const here = text_.at(p);
+        uint16_t ending = load<uint16_t>(here + best.length - 1);
+        for (; admissible(p, q); q = chain_[q % kHistorySize]) {
+            const uint8_t* const there = text_.anywhere(q);
+            // best.length < limit, so the byte at offset best.length lies within the limit.
+            if (load<uint16_t>(there + best.length - 1) == ending) {
+                const uint32_t length = matchLength(there, here, limit);
+                if (length > best.length) {
+                    best = {length, q};
+                    if (length == limit) break;
+                    ending = load<uint16_t>(here + length - 1);
+                }
+            }
+            if (--candidates == 0) break;
+        }
+        return best;
+    }
+
+  private:
+    uint32_t hashAt(uint32_t p) const {
+        const uint8_t* bytes = text_.at(p);
+        return tabulationHash(bytes[0], bytes[1], bytes[2]);
+    }
+
+    uint32_t insertHash(uint32_t p, uint32_t hash) {
+        const uint32_t previous = head_[hash];
+        chain_[p % kHistorySize] = previous;
+        head_[hash] = p;
+        return previous;
+    }
+
+    U32* head_;
+    U32* chain_;
+    CallText text_;
+    uint32_t earliest_;
+};
+
+}  // namespace zeldc
