@@ -282,6 +282,57 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /* Byte run-length coder                                                    */
 /* ======================================================================== */
 
+/*
+ * A run-length code for bytes, without state, header or end mark. Two equal bytes in a row are
+ * followed by a count byte: v v k stands for k + 2 copies of v. The first byte of a call and the
+ * first byte after a count are fresh: they never complete a pair, whatever precedes them. So 258
+ * copies of x become x x 255 x, and a stream grows by at most one half. docs/byte-rle-format.md
+ * has the format in full.
+ *
+ * Both operations: *ppSrc points to *pSrcLen bytes and has advanced past the bytes taken on
+ * return, *pSrcLen counting what is left. pDst has room for *pDstLen bytes; on return *pDstLen is
+ * the number of bytes written (for the decoder's exception see there). A call codes as much of the
+ * source as fits and may use all of the room as work space, also behind the bytes it reports.
+ *
+ * zelStsNullPointer: an argument or *ppSrc is null. zelStsBadSize: *pSrcLen or *pDstLen is below 1.
+ * Nothing is written then. zelStsDstFull: source bytes are left.
+ */
+
+/*
+ * Encodes. A byte that has been copied counts as taken: where the second byte of a pair fills the
+ * destination, the pair ends without its count and the next call starts with a fresh byte.
+ * Therefore what one call has written is to be decoded by a call of its own; pieces that are
+ * joined decode to something else.
+ */
+ZELDC_API ZelStatus zelsEncodeRLE_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                     int32_t* pDstLen);
+
+/*
+ * Decodes; every byte sequence is accepted, and a pair at the very end may lack its count. When the
+ * room is used up:
+ *
+ * - A run of k further copies that exceeds the room is not written at all, its count is taken, and
+ *   *pDstLen becomes the number of bytes written before it plus k: MORE THAN THE CAPACITY. A
+ *   caller that sees this has lost the run, and must not read that many bytes. If k equals v and
+ *   the next source byte is 0, that byte is taken too.
+ * - A run that fits exactly ends the call without a further look at the source.
+ * - The second byte of a pair in the last place: a following count of 0 is taken (the run is
+ *   complete); any other count stays in the source, where the next call would take it for a
+ *   literal.
+ * - The first byte after a count in the last place: if it is 0 and the next source byte is 0 too,
+ *   the latter is taken and lost.
+ *
+ * So a destination that the decoded piece fills at most exactly is needed for a faithful result.
+ */
+ZELDC_API ZelStatus zelsDecodeRLE_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                     int32_t* pDstLen);
+
+/* The kernels of the two operations: arguments and results are theirs, but nothing is checked. */
+ZELDC_API ZelStatus ownsEncodeRLE_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                     int32_t* pDstLen);
+ZELDC_API ZelStatus ownsDecodeRLE_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t* pDst,
+                                     int32_t* pDstLen);
+
 /* ======================================================================== */
 /* Byte Huffman coder                                                       */
 /* ======================================================================== */
