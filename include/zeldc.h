@@ -486,6 +486,86 @@ ZELDC_API ZelStatus zelsHuffLenCodeTableUnpack_8u(const uint8_t* pSrc, int32_t* 
 /* LZSS                                                                     */
 /* ======================================================================== */
 
+/*
+ * LZSS (J. A. Storer and T. G. Szymanski, 1982) with a window of 32 KB: literals of 9 bits and
+ * matches of 24 bits, most significant bit first, without header and end mark.
+ * docs/lzss-format.md has the format in full.
+ *
+ * Both directions are resumable and use the same state of 327724 bytes, as their Init left it. A
+ * stream may have any length.
+ */
+
+/* Writes the size of a state, 327724, to *pSize. zelStsNullPointer: pSize is null. */
+ZELDC_API ZelStatus zelsLZSSGetSize_8u(int32_t* pSize);
+
+/* Begin a stream. zelStsNullPointer: pState is null. */
+ZELDC_API ZelStatus zelsEncodeLZSSInit_8u(LzssState* pState);
+ZELDC_API ZelStatus zelsDecodeLZSSInit_8u(LzssState* pState);
+
+/*
+ * Allocate a state, initialise it and store it in *ppState.
+ *
+ * zelStsNullPointer: ppState is null. zelStsNoMemory: no memory; *ppState is unchanged.
+ */
+ZELDC_API ZelStatus zelsEncodeLZSSInitAlloc_8u(LzssState** ppState);
+ZELDC_API ZelStatus zelsDecodeLZSSInitAlloc_8u(LzssState** ppState);
+
+/* Releases a state of an InitAlloc, of either direction; null is ignored. */
+ZELDC_API void zelsLZSSFree_8u(LzssState* pState);
+
+/*
+ * Codes *pSrcLen bytes at *ppSrc into room for *pDstLen bytes at *ppDst; all four advance. The
+ * parse is greedy: the longest match among up to 16 earlier places, found by hash chains, the
+ * nearest of equal ones. The last two bytes of every call are literals, so small pieces compress
+ * less. Up to 31 bits stay in the state. How the destination is cut does not change the stream.
+ *
+ * zelStsOk: the source is used up (also when it was empty). zelStsDstFull: there is no room, or the
+ * room was used up before the source was or before all whole bytes were out; call again, or
+ * where no source is left, flush.
+ * zelStsNullPointer: an argument is null, or *ppSrc or *ppDst where neither length is 0.
+ * zelStsBadSize: a length is negative. The room may be used as work space behind the bytes that
+ * are reported.
+ */
+ZELDC_API ZelStatus zelsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
+                                      int32_t* pDstLen, LzssState* pState);
+
+/*
+ * Writes what is left in the state, padded with 0 bits to whole bytes (up to 4), which ends the
+ * stream. *ppDst and *pDstLen advance.
+ *
+ * zelStsOk: all is written; the state stays as it was before this call, and a second flush would
+ * write the same bytes again: a new stream starts with Init. zelStsDstFull: the room was used up;
+ * the next flush writes the rest.
+ * zelStsNullPointer: an argument or *ppDst is null. zelStsBadSize: *pDstLen is below 1.
+ */
+ZELDC_API ZelStatus zelsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, LzssState* pState);
+
+/*
+ * Decodes *pSrcLen bytes at *ppSrc into room for *pDstLen bytes at *ppDst; all four advance. Up to
+ * 31 bits, and the rest of a match that does not fit, stay in the state: tokens may come out of a
+ * call without source.
+ *
+ * Every byte sequence is accepted. Matches that reach before the start of the stream yield zeros;
+ * a distance of 0 means 32768.
+ *
+ * zelStsOk: the source is used up and there is room left; at the end of a stream up to 7 bits of
+ * padding remain, which are no token. zelStsDstFull: the room is used up, whether or not more
+ * follows.
+ * zelStsBadSize: *pDstLen is below 1; this is tested before anything else, so pDstLen must not be
+ * null. zelStsNullPointer: ppSrc, ppDst, pState or *ppDst is null, or *ppSrc where *pSrcLen is not
+ * 0. zelStsBadSize: *pSrcLen is negative. pSrcLen must not be null. The room may be used as work
+ * space behind the bytes that are reported.
+ */
+ZELDC_API ZelStatus zelsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
+                                      int32_t* pDstLen, LzssState* pState);
+
+/*
+ * Copies len bytes from pSrc to pDst, from the front, one byte at a time in effect: where pDst lies
+ * less than len bytes behind pSrc, the bytes between are repeated. Nothing is checked; a len below
+ * 1 copies nothing. Returns zelStsOk.
+ */
+ZELDC_API ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len);
+
 /* ======================================================================== */
 /* GIT coder                                                                */
 /* ======================================================================== */

@@ -228,22 +228,17 @@ class StreamDecoder {
 // zero symbol's, and its codes of length L begin with at least L - 8 zeros, so that the careful
 // loop's 17 bits never fall short while there is source.)
 void StreamDecoder::runFast(const DecodeTable& table) {
-    const ptrdiff_t position = (srcNext_ - srcBegin_) * 8 - static_cast<ptrdiff_t>(bitCount_);
-    if (position < 0) return;  // bits of an earlier call are still to come
-    BitPosition at{srcBegin_ + position / 8, static_cast<uint32_t>(position % 8)};
+    BitPosition at{};
+    if (!findBitPosition(srcBegin_, srcNext_, bitCount_, at)) return;
     uint8_t* const begin = dstNext_;
     dstNext_ = table.decode(at, srcEnd_, dstNext_, dstEnd_);
     uint32_t undone = 0;
     for (; dstNext_ != begin && dstNext_[-1] == state_.zeroSymbol; --dstNext_)
         undone += reader_.maxLength();
     at.goBack(undone);
-    bitCount_ = 0;
-    bitBuf_ = 0;
-    srcNext_ = at.byte;
-    if (at.bit != 0) {
-        bitBuf_ = uint32_t{*srcNext_++} << (24 + at.bit);
-        bitCount_ = 8 - at.bit;
-    }
+    const HeldBits held = holdFrom(at, srcNext_);
+    bitBuf_ = held.bitBuf;
+    bitCount_ = held.bitCount;
 }
 
 }  // namespace

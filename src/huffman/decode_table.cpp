@@ -9,13 +9,8 @@
 namespace zeldc::huffman {
 namespace {
 
-// Bits are looked up in a word loaded at the current byte and shifted to the current bit.
 using Word = size_t;
 constexpr uint32_t kWordBits = sizeof(Word) * 8;
-
-Word wordAt(const BitPosition& at) {
-    return loadBe<Word>(at.byte) << at.bit;
-}
 
 uint32_t codesOfLength(const State& state, int32_t length) {
     const int32_t shorter = length == 1 ? 0 : int32_t{state.cumulative[length - 2]};
@@ -89,7 +84,7 @@ void DecodeTable::joinSymbols(const State& state) {
 // A code longer than the table's index, found by the first codes of the lengths.
 uint8_t DecodeTable::longCode(BitPosition& at) const {
     const auto maxLength = static_cast<uint32_t>(int32_t{state_->maxLength});
-    const auto window = static_cast<uint32_t>(loadBe<uint64_t>(at.byte) << at.bit >> 32);
+    const auto window = static_cast<uint32_t>(at.window<uint64_t>() >> 32);
     const uint32_t lookAhead = window >> (32 - maxLength);
     uint32_t length = kTableBits + 1;
     while (lookAhead < state_->firstCode[length - 1])
@@ -115,7 +110,7 @@ uint8_t* DecodeTable::decode(BitPosition& at, const uint8_t* srcEnd, uint8_t* ds
 
     BitPosition now = at;
     while (srcEnd - now.byte >= kSrcNeeded && dstEnd - dst >= kRoomNeeded) {
-        Word word = wordAt(now);
+        Word word = now.window<Word>();
         // Long stretches of zeros are counted elsewhere, by the byte.
         if (word == 0) break;
         uint32_t taken = 0;

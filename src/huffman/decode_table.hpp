@@ -5,26 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/bit_position.hpp"
 #include "huffman/huffman_state.hpp"
 
 namespace zeldc::huffman {
-
-// A place in the source: bit 0 of a byte is its most significant one.
-struct BitPosition {
-    const uint8_t* byte;
-    uint32_t bit;  // 0..7
-
-    void advance(uint32_t count) {
-        bit += count;
-        byte += bit >> 3;
-        bit &= 7;
-    }
-    void goBack(uint32_t count) {
-        const auto distance = static_cast<ptrdiff_t>(bit) - static_cast<ptrdiff_t>(count);
-        byte += distance >> 3;
-        bit = static_cast<uint32_t>(distance) & 7;
-    }
-};
 
 class DecodeTable {
   public:
