@@ -35,6 +35,10 @@ class StateRef {
     T* get(const void* owner) const {
         return reinterpret_cast<T*>(origin(owner) + static_cast<uintptr_t>(uint32_t{raw_}));
     }
+    // A reference to nothing; on no machine does one to something look like it, unless it leads to
+    // the first byte of the state.
+    void clear() { raw_ = 0; }
+    bool isNull() const { return raw_ == 0; }
 
   private:
     static uintptr_t origin(const void* owner) {

@@ -1,0 +1,52 @@
+// A look-up table for the byte Huffman decoder: up to three symbols for each value of the next
+// kTableBits bits. Built on the stack, per call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/bit_position.hpp"
+#include "huffman/huffman_state.hpp"
+
+namespace zeldc::huffman {
+
+class DecodeTable {
+  public:
+    // False, and no table, where the lengths of the state are not those of a complete prefix code.
+    bool build(const State& state);
+
+    // What decode() needs to decode anything at all.
+    static constexpr ptrdiff_t kSrcNeeded = 16;
+    static constexpr ptrdiff_t kRoomNeeded = 20;
+
+    // Decodes from `at`, which advances past the codes decoded, while source and room are ample;
+    // stops also before a long stretch of 0 bits. Returns the end of the symbols; at least one
+    // byte of room stays, and a few bytes behind the end may be written.
+    uint8_t* decode(BitPosition& at, const uint8_t* srcEnd, uint8_t* dst,
+                    const uint8_t* dstEnd) const;
+
+  private:
+    static constexpr uint32_t kTableBits = 11;
+    static constexpr uint32_t kEntries = 1U << kTableBits;
+    static constexpr uint32_t kMostSymbols = 3;
+
+    // An entry: symbols in bits 0..23, the first lowest; the bits that they take together in
+    // 24..27; their number in 28..29. Entries of longer codes are 0.
+    struct Entry {
+        static constexpr uint32_t lengthOf(uint32_t entry) { return entry >> 24 & 15; }
+        static constexpr uint32_t countOf(uint32_t entry) { return entry >> 28; }
+        static constexpr uint32_t make(uint32_t symbols, uint32_t length, uint32_t count) {
+            return symbols | length << 24 | count << 28;
+        }
+    };
+    static_assert(kTableBits <= 15);
+
+    void fillSingle(const State& state);
+    void joinSymbols(const State& state);
+    uint8_t longCode(BitPosition& at) const;
+
+    const State* state_;
+    uint32_t entries_[kEntries];
+};
+
+}  // namespace zeldc::huffman

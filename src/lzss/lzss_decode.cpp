@@ -1,0 +1,245 @@
+// LZSS decoder. Matches reach into the output of the call, and before it into the window. A careful
+// loop takes the source byte by byte and stops anywhere; a fast one works while source and room are
+// ample.
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "core/bit_position.hpp"
+#include "core/hash_chain.hpp"
+#include "core/state.hpp"
+#include "core/unaligned.hpp"
+#include "lzss/lzss_state.hpp"
+#include "lzss/match_copy.hpp"
+#include "zeldc.h"
+
+namespace zeldc::lzss {
+namespace {
+
+// No encoder writes a distance of 0. It stands for 32768, the one that 15 bits cannot hold: so it
+// reaches the oldest byte that is kept, in bounds and the same however the output is cut.
+uint32_t distanceOf(uint32_t field) {
+    return ((field - 1) & (kHistorySize - 1)) + 1;
+}
+
+class Decoder {
+  public:
+    Decoder(State& state, const uint8_t* src, const uint8_t* srcEnd, uint8_t* dst, uint8_t* dstEnd)
+        : state_(state),
+          srcBegin_(src),
+          srcNext_(src),
+          srcEnd_(srcEnd),
+          dstBegin_(dst),
+          dstNext_(dst),
+          dstEnd_(dstEnd),
+          bitBuf_(state.bitBuf),
+          bitCount_(state.bitCount) {}
+
+    void run() {
+        if (const uint32_t length = state_.pendingLength; length != 0) {
+            copyOrCut(state_.pendingDistance, length);
+        }
+        while (dstNext_ != dstEnd_) {
+            if (ample()) runFast();
+            if (!step()) break;
+        }
+        keepHistory();
+        state_.bitBuf = bitBuf_;
+        state_.bitCount = bitCount_;
+    }
+    const uint8_t* srcNext() const { return srcNext_; }
+    uint8_t* dstNext() const { return dstNext_; }
+    bool full() const { return dstNext_ == dstEnd_; }
+
+  private:
+    // Decodes one token into room for at least one byte. False when the bits do not suffice.
+    bool step() {
+        for (; bitCount_ < kMatchBits && srcNext_ != srcEnd_; bitCount_ += 8)
+            bitBuf_ |= uint32_t{*srcNext_++} << (24 - bitCount_);
+        if (bitBuf_ >> 31 != 0) {
+            if (bitCount_ < kLiteralBits) return false;
+            *dstNext_++ = static_cast<uint8_t>(bitBuf_ >> (32 - kLiteralBits));
+            drop(kLiteralBits);
+            return true;
+        }
+        if (bitCount_ < kMatchBits) return false;
+        const uint32_t token = bitBuf_ >> (32 - kMatchBits);
+        drop(kMatchBits);
+        copyOrCut(distanceOf(token >> kMatchLengthBits), (token & 0xFF) + kMinMatch);
+        return true;
+    }
+    void drop(uint32_t count) {
+        bitBuf_ <<= count;
+        bitCount_ -= count;
+    }
+
+    // What does not fit is left for the next call.
+    void copyOrCut(uint32_t distance, uint32_t length) {
+        const auto room = static_cast<size_t>(dstEnd_ - dstNext_);
+        const auto now = static_cast<uint32_t>(std::min<size_t>(length, room));
+        dstNext_ = copyMatch(dstNext_, distance, now);
+        state_.pendingDistance = distance;
+        state_.pendingLength = length - now;
+    }
+
+    // The part that lies before this call's output comes from the window, and the rest follows in
+    // the output itself.
+    uint8_t* copyMatch(uint8_t* dst, uint32_t distance, uint32_t length) const {
+        const auto written = static_cast<size_t>(dst - dstBegin_);
+        if (distance > written) {
+            const auto before = distance - static_cast<uint32_t>(written);
+            const uint32_t part = std::min(before, length);
+            std::memcpy(dst, state_.history.window + (state_.historyEnd - before), part);
+            dst += part;
+            length -= part;
+        }
+        if (length != 0) copyForward(dst - distance, dst, length);
+        return dst + length;
+    }
+
+    // Keeps the last 32768 bytes of all output.
+    void keepHistory() {
+        uint8_t* const window = state_.history.window;
+        const auto written = static_cast<size_t>(dstNext_ - dstBegin_);
+        uint32_t end = state_.historyEnd;
+        if (written >= kHistorySize) {
+            std::memcpy(window, dstNext_ - kHistorySize, kHistorySize);
+            end = kHistorySize;
+        } else if (written != 0) {
+            if (end + written > kWindowBufferSize) {
+                std::memmove(window, window + end - kHistorySize, kHistorySize);
+                end = kHistorySize;
+            }
+            std::memcpy(window + end, dstBegin_, written);
+            end += static_cast<uint32_t>(written);
+        }
+        state_.historyEnd = end;
+    }
+
+    // A round of the fast loop looks at two words of the source, the second up to
+    // (7 + kLiterals * kLiteralBits) / 8 bytes on; it writes kLiterals bytes, of which some count,
+    // and a match with the overrun of its copy. One byte stays for the careful loop, which so has
+    // the last word on how many source bytes are taken.
+    using Word = size_t;
+    static constexpr uint32_t kLiterals = sizeof(Word) == 8 ? 3 : 2;
+    static constexpr ptrdiff_t kSrcNeeded =
+        static_cast<ptrdiff_t>(sizeof(Word) + (7 + kLiterals * kLiteralBits) / 8);
+    static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kCopyOverrun + 1;
+
+    bool ample() const {
+        return srcEnd_ - srcNext_ >= kSrcNeeded && dstEnd_ - dstNext_ >= kRoomNeeded;
+    }
+    void runFast();
+
+    State& state_;
+    const uint8_t* srcBegin_;
+    const uint8_t* srcNext_;
+    const uint8_t* srcEnd_;
+    uint8_t* dstBegin_;
+    uint8_t* dstNext_;
+    uint8_t* dstEnd_;
+    uint32_t bitBuf_;
+    uint32_t bitCount_;
+};
+
+// The number of literals, up to `most`, that the window begins with: as many flags in a row are 1.
+template <uint32_t most, class Word>
+uint32_t literalsAhead(Word window) {
+    constexpr uint32_t kBits = sizeof(Word) * 8;
+    uint32_t count = 0;
+    uint32_t all = 1;
+    for (uint32_t i = 0; i < most; ++i) {
+        all &= static_cast<uint32_t>(window >> (kBits - 1 - i * kLiteralBits));
+        count += all;
+    }
+    return count;
+}
+
+// Literals are stored before it is known whether they are any, so that one branch a round depends
+// on what the tokens are rather than one a token.
+void Decoder::runFast() {
+    BitPosition at{};
+    if (!findBitPosition(srcBegin_, srcNext_, bitCount_, at)) return;
+    constexpr uint32_t kBits = sizeof(Word) * 8;
+    // A word shows at least kBits - 7 bits of the stream.
+    constexpr bool kSameWord = kLiterals * kLiteralBits + kMatchBits <= kBits - 7;
+    static_assert(kMatchBits <= kBits - 7 && kLiterals * kLiteralBits <= kBits - 7);
+
+    uint8_t* dst = dstNext_;
+    while (srcEnd_ - at.byte >= kSrcNeeded && dstEnd_ - dst >= kRoomNeeded) {
+        Word window = at.window<Word>();
+        const uint32_t literals = literalsAhead<kLiterals>(window);
+        for (uint32_t i = 0; i < kLiterals; ++i)
+            dst[i] = static_cast<uint8_t>(window >> (kBits - (i + 1) * kLiteralBits));
+        dst += literals;
+        at.advance(literals * kLiteralBits);
+        window = kSameWord ? window << (literals * kLiteralBits) : at.window<Word>();
+        if (window >> (kBits - 1) != 0) continue;
+
+        const auto token = static_cast<uint32_t>(window >> (kBits - kMatchBits));
+        const uint32_t distance = distanceOf(token >> kMatchLengthBits);
+        const uint32_t length = (token & 0xFF) + kMinMatch;
+        at.advance(kMatchBits);
+        if (distance <= static_cast<size_t>(dst - dstBegin_)) {
+            copyMatchWide(dst - distance, dst, distance, length);
+            dst += length;
+        } else {
+            dst = copyMatch(dst, distance, length);
+        }
+    }
+    dstNext_ = dst;
+    const HeldBits held = holdFrom(at, srcNext_);
+    bitBuf_ = held.bitBuf;
+    bitCount_ = held.bitCount;
+}
+
+}  // namespace
+}  // namespace zeldc::lzss
+
+using namespace zeldc;
+using namespace zeldc::lzss;
+
+extern "C" {
+
+ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len) {
+    if (len > 0) copyForward(pSrc, pDst, static_cast<uint32_t>(len));
+    return zelStsOk;
+}
+
+ZelStatus zelsDecodeLZSSInit_8u(LzssState* pState) {
+    if (pState == nullptr) return zelStsNullPointer;
+    auto& state = stateAt<State>(pState);
+    std::memset(state.history.window, 0, sizeof state.history.window);
+    startStream(state);
+    return zelStsOk;
+}
+
+ZelStatus zelsDecodeLZSSInitAlloc_8u(LzssState** ppState) {
+    if (ppState == nullptr) return zelStsNullPointer;
+    return initAlloc(sizeof(State), ppState, zelsDecodeLZSSInit_8u);
+}
+
+ZelStatus zelsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
+                            int32_t* pDstLen, LzssState* pState) {
+    const auto dstLen = load<int32_t>(pDstLen);
+    if (dstLen < 1) return zelStsBadSize;
+    if (ppSrc == nullptr || ppDst == nullptr || pState == nullptr) return zelStsNullPointer;
+    const auto* src = load<const uint8_t*>(ppSrc);
+    auto* dst = load<uint8_t*>(ppDst);
+    const auto srcLen = load<int32_t>(pSrcLen);
+    if (dst == nullptr || (src == nullptr && srcLen != 0)) return zelStsNullPointer;
+    if (srcLen < 0) return zelStsBadSize;
+
+    Decoder decoder(stateAt<State>(pState), src, src + srcLen, dst, dst + dstLen);
+    decoder.run();
+    store(ppSrc, decoder.srcNext());
+    store(pSrcLen, srcLen - static_cast<int32_t>(decoder.srcNext() - src));
+    store(ppDst, decoder.dstNext());
+    store(pDstLen, dstLen - static_cast<int32_t>(decoder.dstNext() - dst));
+    return decoder.full() ? zelStsDstFull : zelStsOk;
+}
+
+}  // extern "C"
