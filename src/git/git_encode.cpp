@@ -50,11 +50,12 @@ void resetStreams(EncodeState& state) {
 void layOut(EncodeState& state, const Limits& limits) {
     state.srcLimit = limits.src;
     state.dstLimit = limits.dst;
-    state.streamSpace = streamSpace(limits.src);
+    const uint32_t space = streamSpace(limits.src);
+    state.bitLimit = 8 * (space - kCodeRoom);
     uint32_t offset = sizeof(EncodeState);
     for (auto& stream : state.streams) {
         stream.offset = offset;
-        offset += state.streamSpace;
+        offset += space;
     }
     resetStreams(state);
 }
@@ -107,10 +108,9 @@ class BlockEncoder {
         bool written = true;
         if (slot != kLastSlot) {
             StreamWriter stream(state_, streamOf(valueIn_[slot]));
-            written = stream.put(model_.interval(slot));
+            written = stream.put(model_.restart(slot));
             if (run > 1) written = written && stream.putZeros(run - 1);
         }
-        model_.restart(slot);
         model_.count(slot, run);
         return written;
     }

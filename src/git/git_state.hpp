@@ -43,7 +43,7 @@ struct EncodeStream {
 struct EncodeState {
     S32 srcLimit;
     S32 dstLimit;
-    U32 streamSpace;  // bytes of each stream's buffer
+    U32 bitLimit;  // kCodeRoom bytes before each buffer's end: no code begins behind it
     EncodeStream streams[kSlots];
     // The buffers follow; coded blocks are assembled in the destination itself.
 };

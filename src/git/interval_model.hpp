@@ -19,9 +19,14 @@ namespace zeldc::git {
 
 class IntervalModel {
   public:
-    // The interval of the value in `slot`: occurrences in later slots since the last restart.
-    uint32_t interval(uint32_t slot) const { return laterCount(slot) - restartedAt_[slot]; }
-    void restart(uint32_t slot) { restartedAt_[slot] = laterCount(slot); }
+    // Ends the interval of the value in `slot`, which is how many occurrences in later slots there
+    // were since the last restart, and begins the next.
+    uint32_t restart(uint32_t slot) {
+        const uint32_t later = laterCount(slot);
+        const uint32_t interval = later - restartedAt_[slot];
+        restartedAt_[slot] = later;
+        return interval;
+    }
 
     // How many occurrences may be counted before settle() is due.
     uint32_t room() const { return kEpoch - counted_; }
@@ -36,9 +41,11 @@ class IntervalModel {
 
     // Exchanges what two slots have counted; the counts themselves belong to the places.
     void exchange(uint32_t a, uint32_t b) {
-        const uint32_t intervalOfA = interval(a);
-        restartedAt_[a] = laterCount(a) - interval(b);
-        restartedAt_[b] = laterCount(b) - intervalOfA;
+        const uint32_t laterA = laterCount(a);
+        const uint32_t laterB = laterCount(b);
+        const uint32_t intervalA = laterA - restartedAt_[a];
+        restartedAt_[a] = laterA - (laterB - restartedAt_[b]);
+        restartedAt_[b] = laterB - intervalA;
     }
 
     void settle() {

@@ -8,6 +8,8 @@
 // k follows the mean of the values coded so far; escaped values do not count.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -27,7 +29,7 @@ constexpr uint32_t kWordParameter = kWordBits - kEscapeOnes;
 
 // Whenever eight values have been counted since the last time, sum and count are halved before the
 // next. The count is therefore a function of how many values came before:
-//     1..8, 4 + 1..8, 6 + 1..8, 7 + 1..8, and 7 + 1..8 again ever after.
+//     1..8, 4 + 1..8, 6 + 1..8, 7 + 1..8, and the last eight again ever after.
 // `tally`, the number of values modulo that period, stands for count and halving counter at once.
 constexpr uint32_t kHalvingPeriod = 8;
 constexpr uint32_t kTallyEnd = 32;
@@ -45,32 +47,45 @@ struct RiceStats {
     }
 };
 
-constexpr uint32_t countAfter(uint32_t tally) {
-    constexpr uint8_t kKept[kTallyEnd / kHalvingPeriod] = {0, 4, 6, 7};
-    return kKept[tally / kHalvingPeriod] + tally % kHalvingPeriod + 1;
-}
+struct TallyStep {
+    uint8_t count;  // values counted once this one is
+    uint8_t countWidth;
+    uint8_t halves;  // 1 where the sum is halved first
+    uint8_t next;
+};
 
-// The smallest n >= 1 with count << n >= sum. With d the difference of their widths in bits,
-// count << d is as wide as sum and count << (d - 1) is narrower: n is d or d + 1. 64 bits, because
-// the sums of damaged streams may use all 32.
-constexpr uint32_t parameterFor(uint32_t sum, uint32_t count) {
-    const int difference = std::bit_width(sum) - std::bit_width(count);
-    if (difference < 1) return 1;
-    const auto shift = static_cast<uint32_t>(difference);
-    return shift + ((uint64_t{count} << shift) < sum ? 1 : 0);
-}
+inline constexpr std::array<TallyStep, kTallyEnd> kTallySteps = [] {
+    std::array<TallyStep, kTallyEnd> steps{};
+    uint32_t count = 0;
+    for (uint32_t tally = 0; tally < kTallyEnd; ++tally) {
+        const bool halves = tally != 0 && tally % kHalvingPeriod == 0;
+        count = (halves ? count / 2 : count) + 1;
+        steps[tally] = {static_cast<uint8_t>(count), static_cast<uint8_t>(std::bit_width(count)),
+                        static_cast<uint8_t>(halves ? 1 : 0),
+                        static_cast<uint8_t>(tally + 1 < kTallyEnd ? tally + 1 : kTallyLoop)};
+    }
+    return steps;
+}();
+static_assert(kTallySteps[kTallyEnd - 1].count / 2 + 1 == kTallySteps[kTallyLoop].count);
 
-// A sum that reaches its limit stays there; encoders never come near it.
+// A sum that would pass its limit stays there; encoders never come near it.
 constexpr uint32_t kSumLimit = 0x7FFFFFFF;
 
+// The smallest n >= 1 with count << n >= sum. With d the difference of their widths in bits,
+// count << d is as wide as sum and count << (d - 1) is narrower: n is d or d + 1.
+constexpr uint32_t parameterFor(uint32_t sum, const TallyStep& step) {
+    const int difference = std::bit_width(sum | 1) - step.countWidth;
+    if (difference < 1) return 1;
+    const auto shift = static_cast<uint32_t>(difference);
+    return shift + (uint32_t{step.count} << shift < sum ? 1 : 0);
+}
+
 inline void adapt(RiceStats& stats, uint32_t value) {
-    const uint32_t tally = stats.tally;
-    uint32_t sum = stats.sum;
-    if (tally % kHalvingPeriod == 0) sum >>= 1;
-    sum = value <= kSumLimit - sum ? sum + value : kSumLimit;
+    const TallyStep step = kTallySteps[stats.tally];
+    const uint32_t sum = std::min((stats.sum >> step.halves) + value, kSumLimit);
     stats.sum = sum;
-    stats.parameter = static_cast<uint8_t>(parameterFor(sum, countAfter(tally)));
-    stats.tally = static_cast<uint8_t>(tally + 1 == kTallyEnd ? kTallyLoop : tally + 1);
+    stats.tally = step.next;
+    stats.parameter = static_cast<uint8_t>(parameterFor(sum, step));
 }
 
 }  // namespace zeldc::git

@@ -16,18 +16,18 @@ class StreamWriter {
     StreamWriter(EncodeState& state, uint32_t stream)
         : stream_(state.streams[stream]),
           bytes_(reinterpret_cast<uint8_t*>(&state) + stream_.offset),
-          space_(state.streamSpace) {}
+          bitLimit_(state.bitLimit) {}
 
     // False, with nothing written, when the buffer may be too short for a code.
     bool put(uint32_t value) {
-        if (!hasRoom(0)) return false;
         const uint32_t k = stream_.stats.parameter;
-        const uint64_t quotient = uint64_t{value} >> k;
-        if (quotient >= kEscapeOnes) {
-            putEscaped(value, k);
-            return true;
-        }
-        putQuotientAndRest(static_cast<uint32_t>(quotient), value, k);
+        const uint32_t quotient = value >> k;
+        if (quotient >= kEscapeOnes || k > kWordParameter) [[unlikely]]
+            return putLong(value);
+        if (!hasRoom(0)) [[unlikely]]
+            return false;
+        const uint32_t ones = (2U << quotient) - 2;
+        putBits(ones << k | (value & ((1U << k) - 1)), quotient + 1 + k);
         adapt(stream_.stats, value);
         return true;
     }
@@ -54,7 +54,7 @@ class StreamWriter {
     bool pad() {
         const uint32_t bitCount = stream_.bitCount;
         const uint32_t last = bitCount / 8;
-        if (last >= space_) return false;
+        if (last >= bitLimit_ / 8 + kCodeRoom) return false;
         const uint32_t used = bitCount % 8;
         const uint32_t written = used == 0 ? 0 : bytes_[last];
         bytes_[last] = static_cast<uint8_t>(written | 0xFFU >> used);
@@ -63,18 +63,23 @@ class StreamWriter {
     }
 
   private:
-    bool hasRoom(uint32_t bits) const {
-        return stream_.bitCount + uint64_t{bits} <= uint64_t{8} * (space_ - kCodeRoom);
+    bool hasRoom(uint32_t bits) const { return stream_.bitCount + bits <= bitLimit_; }
+
+    [[gnu::noinline]] bool putLong(uint32_t value) {
+        if (!hasRoom(0)) return false;
+        const uint32_t k = stream_.stats.parameter;
+        if (value >> k >= kEscapeOnes) {
+            putEscaped(value, k);
+            return true;
+        }
+        putQuotientAndRest(value >> k, value, k);
+        adapt(stream_.stats, value);
+        return true;
     }
 
     // Quotient ones, a zero and the low k bits of the value.
     void putQuotientAndRest(uint32_t quotient, uint64_t value, uint32_t k) {
         const uint32_t ones = (2U << quotient) - 2;
-        if (k <= kWordParameter) [[likely]] {
-            const auto low = static_cast<uint32_t>(value) & ((1U << k) - 1);
-            putBits(ones << k | low, quotient + 1 + k);
-            return;
-        }
         putBits(ones, quotient + 1);
         putLowBits(value, k);
     }
@@ -122,7 +127,7 @@ class StreamWriter {
 
     EncodeStream& stream_;
     uint8_t* bytes_;
-    uint32_t space_;
+    uint32_t bitLimit_;
 };
 
 }  // namespace zeldc::git
