@@ -60,6 +60,13 @@ void layOut(EncodeState& state, const Limits& limits) {
     resetStreams(state);
 }
 
+bool putValue(EncodeState& state, uint32_t stream, uint32_t value) {
+    StreamWriter writer(state, stream);
+    const bool written = writer.put(value);
+    writer.save();
+    return written;
+}
+
 // Turns one block into codes.
 template <Ordering ordering>
 class BlockEncoder {
@@ -74,50 +81,45 @@ class BlockEncoder {
     // One occurrence of every value, so that each has a previous one when its first byte comes.
     bool prime() {
         for (uint32_t slot = kSlots; slot-- > 0;) {
-            if (!occur(slot, 1)) return false;
+            if (!occur(slot, valueIn_[slot], 1)) return false;
         }
         return true;
     }
 
     bool encode(const uint8_t* src, const uint8_t* srcEnd) {
         while (src != srcEnd) {
-            const uint32_t slot = slotOf_[*src];
-            const uint32_t run = runLength(src, srcEnd, slot);
-            if (!occur(slot, run)) return false;
-            if (mayMove<ordering>(slot)) exchangeIfDue(slot);
+            const uint8_t value = *src;
+            const uint32_t slot = slotOf_[value];
+            if (model_.room() == 0) model_.settle();
+            const uint32_t toExchange = occurrencesToExchange<ordering>(counts_, slot);
+            const uint32_t longest =
+                std::min({static_cast<uint32_t>(srcEnd - src), model_.room(), toExchange});
+            uint32_t run = 1;
+            while (run < longest && src[run] == value)
+                ++run;
             src += run;
+            if (!occur(slot, value, run)) return false;
+            if (run == toExchange) exchange(slot, partnerOf<ordering>(slot));
         }
-        return StreamWriter(state_, kLastSlot).put(counts_[kLastSlot]);
+        return putValue(state_, kLastSlot, counts_[kLastSlot]);
     }
 
   private:
-    // How many equal bytes can be taken at once: up to the next exchange, if that comes first.
-    uint32_t runLength(const uint8_t* src, const uint8_t* srcEnd, uint32_t slot) {
-        if (model_.room() == 0) model_.settle();
-        auto longest = static_cast<uint32_t>(srcEnd - src);
-        longest = std::min(longest, model_.room());
-        longest = std::min(longest, occurrencesToExchange<ordering>(counts_, slot));
-        uint32_t run = 1;
-        while (run < longest && src[run] == *src)
-            ++run;
-        return run;
+    [[gnu::always_inline]] bool occur(uint32_t slot, uint8_t value, uint32_t run) {
+        counts_[slot] += run;
+        const uint32_t interval = model_.restart(slot);
+        model_.count(slot, run);
+        return slot == kLastSlot || putRun(value, interval, run);
     }
 
-    bool occur(uint32_t slot, uint32_t run) {
-        counts_[slot] += run;
-        bool written = true;
-        if (slot != kLastSlot) {
-            StreamWriter stream(state_, streamOf(valueIn_[slot]));
-            written = stream.put(model_.restart(slot));
-            if (run > 1) written = written && stream.putZeros(run - 1);
-        }
-        model_.count(slot, run);
+    [[gnu::always_inline]] bool putRun(uint8_t value, uint32_t interval, uint32_t run) {
+        StreamWriter stream(state_, streamOf(value));
+        const bool written = stream.put(interval) && (run == 1 || stream.putZeros(run - 1));
+        stream.save();
         return written;
     }
 
-    void exchangeIfDue(uint32_t slot) {
-        const uint32_t partner = partnerOf<ordering>(slot);
-        if (counts_[slot] <= counts_[partner]) return;
+    void exchange(uint32_t slot, uint32_t partner) {
         model_.exchange(slot, partner);
         std::swap(counts_[slot], counts_[partner]);
         std::swap(valueIn_[slot], valueIn_[partner]);
@@ -152,8 +154,11 @@ bool encodeBlock(EncodeState& state, const uint8_t* src, const uint8_t* srcEnd, 
 
 bool padStreams(EncodeState& state) {
     bool padded = true;
-    for (uint32_t stream = 0; stream < kSlots; ++stream)
-        padded = StreamWriter(state, stream).pad() && padded;
+    for (uint32_t stream = 0; stream < kSlots; ++stream) {
+        StreamWriter writer(state, stream);
+        padded = writer.pad() && padded;
+        writer.save();
+    }
     return padded;
 }
 
@@ -237,7 +242,7 @@ ZelStatus ownsARGM_Encode(int32_t value, int32_t stream, GitEncodeState* pState)
     if (value < 0 || stream < 0 || stream >= int32_t{git::kSlots}) return zelStsBadSize;
     auto& state = stateAt<EncodeState>(pState);
     const auto index = static_cast<uint32_t>(stream);
-    if (!git::StreamWriter(state, index).put(static_cast<uint32_t>(value))) return zelStsError;
+    if (!git::putValue(state, index, static_cast<uint32_t>(value))) return zelStsError;
     const uint32_t position = state.streams[index].bitCount / 8;
     return position >= static_cast<uint32_t>(state.srcLimit) ? zelStsError : zelStsOk;
 }

@@ -36,7 +36,7 @@ constexpr uint32_t kEncoderTables = 25720;
 struct EncodeStream {
     U32 offset;    // of its bytes, from the state
     U32 bitCount;  // bits written
-    RiceStats stats;
+    StoredStats stats;
     uint8_t unused[2];
 };
 
@@ -63,7 +63,7 @@ struct DecodeStream {
     U32 offset;       // of its bytes, from the coded block
     U32 bitPosition;  // of the next code
     U32 bitEnd;
-    RiceStats stats;
+    StoredStats stats;
     uint8_t unused[2];
     U32 interval;  // decoded ahead: what the value's next occurrence restarts its slot with
 };

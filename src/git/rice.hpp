@@ -36,15 +36,24 @@ constexpr uint32_t kTallyEnd = 32;
 constexpr uint32_t kTallyLoop = 24;
 
 struct RiceStats {
+    uint32_t sum;
+    uint32_t tally;
+    uint32_t parameter;
+};
+
+// As states keep it.
+struct StoredStats {
     U32 sum;
     uint8_t tally;
     uint8_t parameter;
 
-    void reset() {
-        sum = 0;
-        tally = 0;
-        parameter = kFirstParameter;
+    RiceStats load() const { return {sum, tally, parameter}; }
+    void store(const RiceStats& stats) {
+        sum = stats.sum;
+        tally = static_cast<uint8_t>(stats.tally);
+        parameter = static_cast<uint8_t>(stats.parameter);
     }
+    void reset() { store({0, 0, kFirstParameter}); }
 };
 
 struct TallyStep {
@@ -85,7 +94,7 @@ inline void adapt(RiceStats& stats, uint32_t value) {
     const uint32_t sum = std::min((stats.sum >> step.halves) + value, kSumLimit);
     stats.sum = sum;
     stats.tally = step.next;
-    stats.parameter = static_cast<uint8_t>(parameterFor(sum, step));
+    stats.parameter = parameterFor(sum, step);
 }
 
 }  // namespace zeldc::git

@@ -97,7 +97,11 @@ inline uint64_t readEscaped(BitCursor& cursor, uint32_t k) {
     if (cursor.ranOut() || value > kLargestInterval) return kExhausted;
     stream.bitPosition = cursor.position();
     const auto interval = static_cast<uint32_t>(value);
-    if (!escaped) adapt(stream.stats, interval);
+    if (!escaped) {
+        RiceStats stats = stream.stats.load();
+        adapt(stats, interval);
+        stream.stats.store(stats);
+    }
     return interval;
 }
 
@@ -114,7 +118,9 @@ inline uint32_t readInterval(const uint8_t* block, DecodeStream& stream) {
         return readIntervalCarefully(block, stream);
     const uint32_t value = (quotient << k) + (window << (quotient + 1) >> (32 - k));
     stream.bitPosition = after;
-    adapt(stream.stats, value);
+    RiceStats stats = stream.stats.load();
+    adapt(stats, value);
+    stream.stats.store(stats);
     return value;
 }
 

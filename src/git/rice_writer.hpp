@@ -9,82 +9,96 @@
 
 namespace zeldc::git {
 
-// One stream's end. Buffers are never cleared: the bits behind the last written one in its byte
-// are zero, and each write sets whole words from that byte on.
+// One stream's end, in registers from construction to save(): nothing takes its address. Buffers
+// are never cleared: the bits behind the last written one in its byte are zero, and each write sets
+// whole words from that byte on.
 class StreamWriter {
   public:
     StreamWriter(EncodeState& state, uint32_t stream)
-        : stream_(state.streams[stream]),
-          bytes_(reinterpret_cast<uint8_t*>(&state) + stream_.offset),
-          bitLimit_(state.bitLimit) {}
+        : StreamWriter(state.streams[stream],
+                       reinterpret_cast<uint8_t*>(&state) + state.streams[stream].offset,
+                       state.bitLimit) {}
+
+    void save() const {
+        stream_.bitCount = bitCount_;
+        stream_.stats.store(stats_);
+    }
 
     // False, with nothing written, when the buffer may be too short for a code.
-    bool put(uint32_t value) {
-        const uint32_t k = stream_.stats.parameter;
+    [[gnu::always_inline]] bool put(uint32_t value) {
+        const uint32_t k = stats_.parameter;
         const uint32_t quotient = value >> k;
-        if (quotient >= kEscapeOnes || k > kWordParameter) [[unlikely]]
-            return putLong(value);
-        if (!hasRoom(0)) [[unlikely]]
-            return false;
-        const uint32_t ones = (2U << quotient) - 2;
-        putBits(ones << k | (value & ((1U << k) - 1)), quotient + 1 + k);
-        adapt(stream_.stats, value);
+        if (quotient >= kEscapeOnes || k > kWordParameter || bitCount_ > bitLimit_) [[unlikely]] {
+            save();
+            const bool written = putLong(stream_, bytes_, bitLimit_, value);
+            load();
+            return written;
+        }
+        putBits(ones(quotient) << k | (value & ((1U << k) - 1)), quotient + 1 + k);
+        adapt(stats_, value);
         return true;
     }
 
-    // `count` zeros in a row: they are runs of one byte, and with the least parameter, which zeros
-    // cannot change, they are nothing but two zero bits each.
+    // `count` zeros in a row, which runs of one byte become: nothing but zero bits.
     bool putZeros(uint32_t count) {
-        for (; count != 0 && stream_.stats.parameter != 1; --count) {
-            if (!put(0)) return false;
+        uint32_t bits = 0;
+        for (; count != 0 && stats_.parameter != 1; --count) {
+            bits += stats_.parameter + 1;
+            adapt(stats_, 0);
         }
-        if (count == 0) return true;
-        if (!hasRoom(2 * count)) return false;
-        const uint32_t bitCount = stream_.bitCount;
-        const uint32_t bitsAfter = bitCount + 2 * count;
-        const uint32_t started = (bitCount + 7) / 8;
-        std::memset(bytes_ + started, 0, (bitsAfter + 7) / 8 - started);
-        stream_.bitCount = bitsAfter;
-        adaptToZeros(count);
+        if (count != 0) {
+            bits += 2 * count;
+            adaptToZeros(count);
+        }
+        if (bitCount_ + bits > bitLimit_) [[unlikely]]
+            return false;
+        putZeroBits(bits);
         return true;
     }
 
     // Completes the last byte with ones, or adds a byte of ones behind a complete one, so that no
     // decoder can take the rest for a code.
     bool pad() {
-        const uint32_t bitCount = stream_.bitCount;
-        const uint32_t last = bitCount / 8;
+        const uint32_t last = bitCount_ / 8;
         if (last >= bitLimit_ / 8 + kCodeRoom) return false;
-        const uint32_t used = bitCount % 8;
+        const uint32_t used = bitCount_ % 8;
         const uint32_t written = used == 0 ? 0 : bytes_[last];
         bytes_[last] = static_cast<uint8_t>(written | 0xFFU >> used);
-        stream_.bitCount = 8 * (last + 1);
+        bitCount_ = 8 * (last + 1);
         return true;
     }
 
   private:
-    bool hasRoom(uint32_t bits) const { return stream_.bitCount + bits <= bitLimit_; }
+    StreamWriter(EncodeStream& stream, uint8_t* bytes, uint32_t bitLimit)
+        : stream_(stream), bytes_(bytes), bitLimit_(bitLimit) {
+        load();
+    }
 
-    [[gnu::noinline]] bool putLong(uint32_t value) {
-        if (!hasRoom(0)) return false;
-        const uint32_t k = stream_.stats.parameter;
+    void load() {
+        bitCount_ = stream_.bitCount;
+        stats_ = stream_.stats.load();
+    }
+
+    [[gnu::noinline]] static bool putLong(EncodeStream& stream, uint8_t* bytes, uint32_t bitLimit,
+                                          uint32_t value) {
+        StreamWriter writer(stream, bytes, bitLimit);
+        if (writer.bitCount_ > bitLimit) return false;
+        const uint32_t k = writer.stats_.parameter;
         if (value >> k >= kEscapeOnes) {
-            putEscaped(value, k);
-            return true;
+            writer.putEscaped(value, k);
+        } else {
+            writer.putQuotientAndRest(value >> k, value, k);
+            adapt(writer.stats_, value);
         }
-        putQuotientAndRest(value >> k, value, k);
-        adapt(stream_.stats, value);
+        writer.save();
         return true;
     }
 
-    // Quotient ones, a zero and the low k bits of the value.
-    void putQuotientAndRest(uint32_t quotient, uint64_t value, uint32_t k) {
-        const uint32_t ones = (2U << quotient) - 2;
-        putBits(ones, quotient + 1);
-        putLowBits(value, k);
-    }
+    // That many ones and a zero.
+    static constexpr uint32_t ones(uint32_t count) { return (2U << count) - 2; }
 
-    void putLowBits(uint64_t value, uint32_t k) {
+    void putQuotientAndRest(uint32_t quotient, uint64_t value, uint32_t k) {
+        putBits(ones(quotient), quotient + 1);
         while (k != 0) {
             const uint32_t bits = std::min(k, kWordBits - 1);
             k -= bits;
@@ -93,41 +107,51 @@ class StreamWriter {
     }
 
     void putEscaped(uint64_t value, uint32_t k) {
-        uint32_t ones = kEscapeOnes - 1;
-        for (; value >> k >= kEscapeOnes; ++ones) {
+        uint32_t marks = kEscapeOnes - 1;
+        for (; value >> k >= kEscapeOnes; ++marks) {
             value -= uint64_t{kEscapeOnes} << k;
             k *= 2;
         }
-        putBits((2U << ones) - 2, ones + 1);
+        putBits(ones(marks), marks + 1);
         putQuotientAndRest(static_cast<uint32_t>(value >> k), value, k);
     }
 
     // The low `bits` bits of `code`, at most kWordBits.
     void putBits(uint32_t code, uint32_t bits) {
-        const uint32_t bitCount = stream_.bitCount;
-        const uint32_t used = bitCount % 8;
-        uint8_t* last = bytes_ + bitCount / 8;
-        const uint32_t kept = used == 0 ? 0 : uint32_t{*last} << 24;
+        const uint32_t used = bitCount_ % 8;
+        uint8_t* last = bytes_ + bitCount_ / 8;
+        const uint32_t kept = uint32_t{*last} << 24 & ~(0xFFFFFFFFU >> used);
         storeBe(last, kept | code << (32 - used - bits));
-        stream_.bitCount = bitCount + bits;
+        bitCount_ += bits;
     }
 
-    // What adapt() would do `count` times for zeros with the least parameter: only the halvings
-    // of the sum show, one for each period that a tally enters.
+    void putZeroBits(uint32_t bits) {
+        uint8_t* started = bytes_ + (bitCount_ + 7) / 8;
+        bitCount_ += bits;
+        const auto size = bytes_ + (bitCount_ + 7) / 8 - started;
+        if (size <= 4) {
+            store(started, uint32_t{0});
+        } else {
+            std::memset(started, 0, static_cast<size_t>(size));
+        }
+    }
+
+    // What adapt() would do `count` times for zeros with the least parameter, which they cannot
+    // change: only the halvings of the sum show, one for each period that a tally enters.
     void adaptToZeros(uint32_t count) {
-        RiceStats& stats = stream_.stats;
         constexpr uint32_t kRound = kHalvingPeriod - 1;
-        const uint32_t end = stats.tally + count;
+        const uint32_t end = stats_.tally + count;
         const uint32_t halvings =
-            (end + kRound) / kHalvingPeriod - (stats.tally + kRound) / kHalvingPeriod;
-        stats.sum = halvings > 31 ? 0 : stats.sum >> halvings;
-        stats.tally = static_cast<uint8_t>(
-            end < kTallyEnd ? end : kTallyLoop + (end - kTallyLoop) % kHalvingPeriod);
+            (end + kRound) / kHalvingPeriod - (stats_.tally + kRound) / kHalvingPeriod;
+        stats_.sum = halvings > 31 ? 0 : stats_.sum >> halvings;
+        stats_.tally = end < kTallyEnd ? end : kTallyLoop + (end - kTallyLoop) % kHalvingPeriod;
     }
 
     EncodeStream& stream_;
     uint8_t* bytes_;
     uint32_t bitLimit_;
+    uint32_t bitCount_;
+    RiceStats stats_;
 };
 
 }  // namespace zeldc::git
