@@ -1131,6 +1131,24 @@ ZELDC_API ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len)
 /* GIT coder                                                                */
 /* ======================================================================== */
 
+ZELDC_API ZelStatus zelsEncodeGITGetSize_8u(int32_t maxSrcLen, int32_t maxDstLen, int32_t* pSize);
+ZELDC_API ZelStatus zelsEncodeGITInit_8u(int32_t maxSrcLen, int32_t maxDstLen,
+                                         GitEncodeState* pState);
+ZELDC_API ZelStatus zelsEncodeGITInitAlloc_8u(int32_t maxSrcLen, int32_t maxDstLen,
+                                              GitEncodeState** ppState);
+ZELDC_API ZelStatus zelsEncodeGIT_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst,
+                                     int32_t* pDstLen, int32_t strategy, GitEncodeState* pState);
+ZELDC_API ZelStatus zelsDecodeGITGetSize_8u(int32_t maxDstLen, int32_t* pSize);
+ZELDC_API ZelStatus zelsDecodeGITInit_8u(int32_t maxDstLen, GitDecodeState* pState);
+ZELDC_API ZelStatus zelsDecodeGITInitAlloc_8u(int32_t sizeLen, int32_t maxDstLen,
+                                              GitDecodeState** ppState);
+ZELDC_API ZelStatus zelsDecodeGIT_8u(const uint8_t* pSrc, const int32_t* pSrcLen, uint8_t* pDst,
+                                     int32_t* pDstLen, int32_t strategy, GitDecodeState* pState);
+ZELDC_API void zelsGITFree_8u(void* pState);
+ZELDC_API ZelStatus ownsARGM_Encode(int32_t value, int32_t stream, GitEncodeState* pState);
+ZELDC_API ZelStatus ownsFlushLastFewBits(GitEncodeState* pState);
+ZELDC_API ZelStatus ownsDealBStreams(uint8_t* pDst, int32_t* pDstLen, GitEncodeState* pState);
+
 /* ======================================================================== */
 /* Variable-length codes: decoding                                          */
 /* ======================================================================== */
