@@ -1,0 +1,126 @@
+// Decoding to plain values.
+#include "vlc/vlc_decode.hpp"
+
+#include <algorithm>
+
+namespace zeldc::vlc {
+
+ZelStatus checkDecodeArguments(const uint8_t* const* ppStream, const int32_t* pOffset,
+                               const int16_t* pDst, const VlcDecodeSpec* pSpec) {
+    if (ppStream == nullptr || pOffset == nullptr || pDst == nullptr || pSpec == nullptr) {
+        return zelStsNullPointer;
+    }
+    if (load<const uint8_t*>(ppStream) == nullptr) return zelStsNullPointer;
+    if (!isBitOffset(pOffset) || specAt<DecodeSpec>(pSpec).tag != kDecodeTag) {
+        return zelStsVlcSpecErr;
+    }
+    return zelStsOk;
+}
+
+namespace {
+
+template <class Entry>
+bool decodeOne(const Table<Entry>& table, ReadPosition& position, S16& dst) {
+    const auto [leaf, length] = table.walk(lookAhead(position));
+    if (length == 0) return false;
+    dst = static_cast<int16_t>(table.signedValue(leaf));
+    position.advance(length);
+    return true;
+}
+
+// Decodes as long as the first level settles every code, kCodes at a time from one window: each
+// takes at most firstWidth bits, and kCodes * firstWidth <= kWindowBits. The bit before `position`
+// has been consumed. Returns how many of the `count` values it has written.
+template <size_t kCodes, class Entry>
+int32_t decodeShortCodes(const Table<Entry> table, ReadPosition& position, S16* dst,
+                         int32_t count) {
+    ReadPosition next = position;
+    S16* const dstStart = dst;
+    for (bool allShort = true; allShort && count >= static_cast<int32_t>(kCodes);
+         count -= static_cast<int32_t>(kCodes)) {
+        Window window = windowAfterConsumed(next);
+        uint32_t used = 0;
+        const auto decodeNext = [&](size_t) {
+            const Entry entry = table.first(window);
+            if (!Table<Entry>::isLeaf(entry)) return false;
+            *dst++ = static_cast<int16_t>(table.signedValue(entry));
+            const uint32_t length = table.bitsUsed(entry);
+            window <<= length;
+            used += length;
+            return true;
+        };
+        allShort = [&]<size_t... i>(std::index_sequence<i...>) {
+            return (decodeNext(i) && ...);
+        }
+        (std::make_index_sequence<kCodes>());
+        next.advance(used);
+    }
+    position = next;
+    return static_cast<int32_t>(dst - dstStart);
+}
+
+// Alternates between one code of any kind and short codes in bulk.
+template <size_t kCodes, class Entry>
+bool decodeAll(const Table<Entry>& table, ReadPosition& position, S16* dst, int32_t count) {
+    while (count > 0) {
+        if (!decodeOne(table, position, *dst)) return false;
+        ++dst;
+        --count;
+        if constexpr (kCodes != 0) {
+            const int32_t decoded = decodeShortCodes<kCodes>(table, position, dst, count);
+            dst += decoded;
+            count -= decoded;
+        }
+    }
+    return true;
+}
+
+template <class Entry>
+bool decodeBlock(const Table<Entry>& table, ReadPosition& position, S16* dst, int32_t count) {
+    switch (std::min(kWindowBits / table.firstWidth(), 4U)) {
+        case 4:
+            return decodeAll<4>(table, position, dst, count);
+        case 3:
+            return decodeAll<3>(table, position, dst, count);
+        case 2:
+            return decodeAll<2>(table, position, dst, count);
+        case 1:
+            return decodeAll<1>(table, position, dst, count);
+        default:
+            return decodeAll<0>(table, position, dst, count);
+    }
+}
+
+}  // namespace
+}  // namespace zeldc::vlc
+
+using namespace zeldc;
+
+extern "C" {
+
+ZelStatus zelsVLCDecodeBlock_1u16s(const uint8_t** ppStream, int32_t* pOffset, int16_t* pDst,
+                                   int32_t count, const VlcDecodeSpec* pSpec) {
+    const ZelStatus status = vlc::checkDecodeArguments(ppStream, pOffset, pDst, pSpec);
+    if (status != zelStsOk || count < 1) return status;
+    auto position = vlc::positionAt(ppStream, pOffset);
+    const bool decoded =
+        vlc::withTable(vlc::specAt<vlc::DecodeSpec>(pSpec), [&](const auto& table) {
+            return vlc::decodeBlock(table, position, anyAlignment(pDst), count);
+        });
+    vlc::storePosition(position, ppStream, pOffset);
+    return decoded ? zelStsOk : zelStsBadData;
+}
+
+ZelStatus zelsVLCDecodeOne_1u16s(const uint8_t** ppStream, int32_t* pOffset, int16_t* pDst,
+                                 const VlcDecodeSpec* pSpec) {
+    const ZelStatus status = vlc::checkDecodeArguments(ppStream, pOffset, pDst, pSpec);
+    if (status != zelStsOk) return status;
+    auto position = vlc::positionAt(ppStream, pOffset);
+    const bool decoded = vlc::withTable(
+        vlc::specAt<vlc::DecodeSpec>(pSpec),
+        [&](const auto& table) { return vlc::decodeOne(table, position, *anyAlignment(pDst)); });
+    vlc::storePosition(position, ppStream, pOffset);
+    return decoded ? zelStsOk : zelStsBadData;
+}
+
+}  // extern "C"
