@@ -172,6 +172,65 @@ TEST(VlcDecode, EqualsPrefixComparison) {
     }
 }
 
+// Blocks that are long enough for a table of their own, valid to the end or to some place in it.
+TEST(VlcDecode, LongBlocks) {
+    Random random(5);
+    const int32_t longest[] = {3, 10, 11, 12, 20, 32};
+    for (int round = 0; round < 36; ++round) {
+        SCOPED_TRACE(round);
+        const Tuple tuple = round % 2 == 0 ? Tuple{} : Tuple{2 + 2 * (round / 2 % 2), 4};
+        VlcCode code = codeFor(random, tuple, longest[round % 6], 2 + random.sizeBelow(40));
+        randomWidths(random, code, 1 + random.below(14));
+        const Spec spec(code, tuple);
+        const size_t units = 8192 + random.below(64);
+        const size_t valid = round % 3 == 0 ? random.below(200) : units;
+        const size_t start = static_cast<size_t>(round) % 32;
+        Bits stream = validStream(random, code, tuple, start, valid);
+        if (valid < units) stream += randomBits(random, units * 36);
+        expectDecoded(code, tuple, spec, stream, start, units);
+        if (testing::Test::HasFatalFailure()) return;
+    }
+}
+
+// Where codes hide parts of others, a block decodes as its values do one by one, however long.
+TEST(VlcDecode, LongBlocksOfCodesThatHideOthers) {
+    Random random(6);
+    for (const int32_t firstWidth : {3, 8, 13}) {
+        for (const Tuple tuple : {Tuple{}, Tuple{2, 5}, Tuple{4, 2}}) {
+            VlcCode code{{{1, 0, 1}, {2, 1, 1}}, {firstWidth}};
+            for (int32_t value = 3; value < 40; ++value) {
+                code.records.push_back(
+                    {value, static_cast<int32_t>(random.next() >> 33),
+                     1 + static_cast<int32_t>(random.below(static_cast<uint32_t>(firstWidth)))});
+            }
+            code.records.push_back({99, -1, firstWidth});
+            const Spec spec(code, tuple);
+            const size_t unit = tuple.length == 0 ? 1 : static_cast<size_t>(tuple.length);
+            const size_t units = 8192;
+            const support::Bytes stream = support::randomBytes(units * 4, 7);
+            std::vector<int16_t> singly(units * unit);
+            const uint8_t* next = stream.data();
+            int32_t offset = 0;
+            for (size_t i = 0; i < singly.size(); i += unit) {
+                const One one =
+                    tuple.length == 0 ? zelsVLCDecodeOne_1u16s : zelsVLCDecodeUTupleOne_1u16s;
+                ASSERT_EQ(one(&next, &offset, singly.data() + i, spec), zelStsOk);
+            }
+            std::vector<int16_t> together(singly.size());
+            const uint8_t* blockNext = stream.data();
+            int32_t blockOffset = 0;
+            const Block block =
+                tuple.length == 0 ? zelsVLCDecodeBlock_1u16s : zelsVLCDecodeUTupleBlock_1u16s;
+            ASSERT_EQ(block(&blockNext, &blockOffset, together.data(),
+                            static_cast<int32_t>(together.size()), spec),
+                      zelStsOk);
+            EXPECT_EQ(together, singly);
+            EXPECT_EQ(blockNext, next);
+            EXPECT_EQ(blockOffset, offset);
+        }
+    }
+}
+
 // The only code is one bit long, so that bad bits can follow at every place of a word.
 TEST(VlcDecode, StopsAtBitsThatAreNoCode) {
     for (const Tuple tuple : {Tuple{}, Tuple{1, 1}}) {

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "support/guarded_buffer.hpp"
 #include "support/vlc_model.hpp"
@@ -305,6 +306,37 @@ TEST(VlcTables, RefusesUnusableDescriptions) {
     EXPECT_EQ(zelsVLCDecodeInit_32s(&one, 0, &width, 0, nullptr), zelStsNullPointer);
     EXPECT_EQ(zelsVLCDecodeInitAlloc_32s(&one, 1, &width, 1, nullptr), zelStsNullPointer);
     EXPECT_EQ(zelsVLCDecodeUTupleGetSize_32s(&one, 1, &width, 1, 0, 0, nullptr), zelStsNullPointer);
+}
+
+// Everything that a caller passes may lie at an odd address, and nothing around it is touched.
+TEST(VlcTables, ArgumentsAtOddAddresses) {
+    Random random(8);
+    VlcCode code = support::randomCode(random, 1100, 14);
+    support::randomWidths(random, code, 6);
+    const auto odd = [](const void* data, size_t size) {
+        auto buffer = std::make_unique<GuardedBuffer>(size + 1);
+        std::memcpy(buffer->data() + 1, data, size);
+        return buffer;
+    };
+    const auto records = odd(code.records.data(), code.records.size() * sizeof(VlcCodeRecord));
+    const auto widths = odd(code.widths.data(), code.widths.size() * 4);
+    auto* const oddRecords = reinterpret_cast<const VlcCodeRecord*>(records->data() + 1);
+    auto* const oddWidths = reinterpret_cast<const int32_t*>(widths->data() + 1);
+    GuardedBuffer sizes(9);
+    auto* const decodeSize = reinterpret_cast<int32_t*>(sizes.data() + 1);
+    auto* const encodeSize = reinterpret_cast<int32_t*>(sizes.data() + 5);
+    ASSERT_EQ(zelsVLCDecodeGetSize_32s(oddRecords, code.count(), oddWidths, code.widthCount(),
+                                       decodeSize),
+              zelStsOk);
+    ASSERT_EQ(zelsVLCEncodeGetSize_32s(oddRecords, code.count(), encodeSize), zelStsOk);
+    int32_t expected[2] = {};
+    getSize(code, &expected[0]);
+    zelsVLCEncodeGetSize_32s(code.records.data(), code.count(), &expected[1]);
+    EXPECT_EQ(std::memcmp(sizes.data() + 1, expected, 8), 0);
+    GuardedBuffer memory(static_cast<size_t>(expected[0]) + 1);
+    EXPECT_EQ(zelsVLCDecodeInit_32s(oddRecords, code.count(), oddWidths, code.widthCount(),
+                                    reinterpret_cast<VlcDecodeSpec*>(memory.data() + 1)),
+              zelStsOk);
 }
 
 int liveBlocks = 0;

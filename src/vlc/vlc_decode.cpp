@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "vlc/vlc_bulk.hpp"
+
 namespace zeldc::vlc {
 
 ZelStatus checkDecodeArguments(const uint8_t* const* ppStream, const int32_t* pOffset,
@@ -18,6 +20,13 @@ ZelStatus checkDecodeArguments(const uint8_t* const* ppStream, const int32_t* pO
 }
 
 namespace {
+
+// A tuple's spec has its mark elsewhere.
+bool hasDistinctCodes(const DecodeSpec& spec) {
+    const auto& tuple = reinterpret_cast<const TupleDecodeSpec&>(spec);
+    return tuple.tupleLength == 0 &&
+           load<uint32_t>(reinterpret_cast<const uint8_t*>(&spec) + kPlainDistinctAt) == 1;
+}
 
 template <class Entry>
 bool decodeOne(const Table<Entry>& table, ReadPosition& position, S16& dst) {
@@ -75,8 +84,56 @@ bool decodeAll(const Table<Entry>& table, ReadPosition& position, S16* dst, int3
     return true;
 }
 
+// Decodes as long as the bulk table settles the next codes. The values of an entry are stored last
+// to first, those that it lacks onto places that the others then take: nothing is written behind
+// the last value, and there is no branch on how many there are. The bit before `position` has been
+// consumed. Returns how many of the `count` values it has written.
+int32_t decodeFromBulk(const BulkTable& table, ReadPosition& position, S16* dst, int32_t count) {
+    constexpr int32_t kLookups = kWindowBits / kBulkBits;
+    ReadPosition next = position;
+    const S16* const dstStart = dst;
+    const S16* const dstLast = dst + count - 3 * kLookups;
+    for (bool allSettled = true; allSettled && dst <= dstLast;) {
+        Window window = windowAfterConsumed(next);
+        uint32_t used = 0;
+        for (int32_t i = 0; i < kLookups; ++i) {
+            const BulkValues& found = table.at(window);
+            const uint32_t values = found.count;
+            allSettled = values != 0;
+            if (!allSettled) break;
+            dst[values - 1] = found.values[2];
+            dst[values >> 1] = found.values[1];
+            dst[0] = found.values[0];
+            dst += values;
+            window <<= found.length;
+            used += found.length;
+        }
+        next.advance(used);
+    }
+    position = next;
+    return static_cast<int32_t>(dst - dstStart);
+}
+
 template <class Entry>
-bool decodeBlock(const Table<Entry>& table, ReadPosition& position, S16* dst, int32_t count) {
+__attribute__((noinline)) bool decodeBulk(const Table<Entry>& table, ReadPosition& position,
+                                          S16* dst, int32_t count) {
+    const BulkTable bulk(table);
+    while (count > 0) {
+        if (!decodeOne(table, position, *dst)) return false;
+        ++dst;
+        --count;
+        if (count < 16) continue;
+        const int32_t decoded = decodeFromBulk(bulk, position, dst, count);
+        dst += decoded;
+        count -= decoded;
+    }
+    return true;
+}
+
+template <class Entry>
+bool decodeBlock(const Table<Entry>& table, bool distinct, ReadPosition& position, S16* dst,
+                 int32_t count) {
+    if (distinct && count >= kBulkCount) return decodeBulk(table, position, dst, count);
     switch (std::min(kWindowBits / table.firstWidth(), 4U)) {
         case 4:
             return decodeAll<4>(table, position, dst, count);
@@ -103,10 +160,11 @@ ZelStatus zelsVLCDecodeBlock_1u16s(const uint8_t** ppStream, int32_t* pOffset, i
     const ZelStatus status = vlc::checkDecodeArguments(ppStream, pOffset, pDst, pSpec);
     if (status != zelStsOk || count < 1) return status;
     auto position = vlc::positionAt(ppStream, pOffset);
-    const bool decoded =
-        vlc::withTable(vlc::specAt<vlc::DecodeSpec>(pSpec), [&](const auto& table) {
-            return vlc::decodeBlock(table, position, anyAlignment(pDst), count);
-        });
+    const auto& spec = vlc::specAt<vlc::DecodeSpec>(pSpec);
+    const bool decoded = vlc::withTable(spec, [&](const auto& table) {
+        return vlc::decodeBlock(table, vlc::hasDistinctCodes(spec), position, anyAlignment(pDst),
+                                count);
+    });
     vlc::storePosition(position, ppStream, pOffset);
     return decoded ? zelStsOk : zelStsBadData;
 }

@@ -52,17 +52,26 @@ uint8_t* layOut(const Description& code, const TableShape& shape, bool allocated
 }
 static_assert(offsetof(TupleDecodeSpec, tupleBits) <= kSpecAlignment);
 
+Fill fill(const Description& code, const TableShape& shape, uint8_t* table) {
+    const Records records(code.records, code.recordCount);
+    switch (shape.entryWidth) {
+        case 8:
+            return fillTable(records, shape, reinterpret_cast<Unaligned<uint8_t>*>(table));
+        case 16:
+            return fillTable(records, shape, reinterpret_cast<Unaligned<uint16_t>*>(table));
+        default:
+            return fillTable(records, shape, reinterpret_cast<Unaligned<uint32_t>*>(table));
+    }
+}
+
 ZelStatus build(const Description& code, const TableShape& shape, bool allocated,
                 VlcDecodeSpec* memory) {
     uint8_t* const table = layOut(code, shape, allocated, memory);
-    const Records records(code.records, code.recordCount);
-    const bool filled =
-        shape.entryWidth == 8
-            ? fillTable(records, shape, reinterpret_cast<Unaligned<uint8_t>*>(table))
-        : shape.entryWidth == 16
-            ? fillTable(records, shape, reinterpret_cast<Unaligned<uint16_t>*>(table))
-            : fillTable(records, shape, reinterpret_cast<Unaligned<uint32_t>*>(table));
-    return filled ? zelStsOk : zelStsVlcTableErr;
+    const Fill filled = fill(code, shape, table);
+    uint8_t* const header = alignedUp(reinterpret_cast<uint8_t*>(memory));
+    store(header + (code.tuple == nullptr ? kPlainDistinctAt : kTupleDistinctAt),
+          uint32_t{filled == Fill::distinct});
+    return filled == Fill::failed ? zelStsVlcTableErr : zelStsOk;
 }
 
 ZelStatus init(const Description& code, VlcDecodeSpec* pSpec) {

@@ -1,6 +1,7 @@
 // Decoding to tuples of small unsigned elements, each nonzero one with a sign bit behind the code.
 #include <algorithm>
 
+#include "vlc/vlc_bulk.hpp"
 #include "vlc/vlc_decode.hpp"
 
 namespace zeldc::vlc {
@@ -17,6 +18,9 @@ class Elements {
           mask_((1U << width_) - 1) {}
 
     uint32_t length() const { return kLength == 0 ? length_ : kLength; }
+    uint32_t element(uint32_t tuple, uint32_t i) const {
+        return tuple >> (length() - 1 - i) * width_ & mask_;
+    }
 
     // Writes the elements with their signs, the upper bits of `signs` in order. Returns the number
     // of sign bits used.
@@ -77,8 +81,8 @@ int32_t decodeShortCodes(const Table<Entry> table, const Elements<kLength> eleme
 }
 
 template <class Entry, uint32_t kLength>
-bool decodeBlock(const Table<Entry>& table, const Elements<kLength>& elements,
-                 ReadPosition& position, S16* dst, int32_t count) {
+bool decodeDirectly(const Table<Entry>& table, const Elements<kLength>& elements,
+                    ReadPosition& position, S16* dst, int32_t count) {
     const bool fitsWindow = table.firstWidth() + elements.length() <= kWindowBits;
     while (count > 0) {
         if (!decodeOne(table, elements, position, dst)) return false;
@@ -92,16 +96,82 @@ bool decodeBlock(const Table<Entry>& table, const Elements<kLength>& elements,
     return true;
 }
 
+// Decodes as long as the bulk table settles the next codes. The bit before `position` has been
+// consumed. Returns how many of the `count` tuples it has written.
+template <uint32_t kLength>
+int32_t decodeFromBulk(const BulkTupleTable& table, ReadPosition& position, S16* dst,
+                       int32_t count) {
+    static_assert(kLength == 2 || kLength == 4);
+    constexpr int32_t kLookups = kWindowBits / (kBulkTupleBits + 4);
+    static_assert(kLookups >= 1);
+    ReadPosition next = position;
+    const S16* const dstStart = dst;
+    int32_t left = count;
+    for (bool allSettled = true; allSettled && left >= kLookups;) {
+        Window window = windowAfterConsumed(next);
+        uint32_t used = 0;
+        for (int32_t i = 0; i < kLookups; ++i) {
+            const BulkTuple& found = table.at(window);
+            allSettled = found.total != 0;
+            if (!allSettled) break;
+            const __m128i elements = BulkTupleTable::withSigns(found, window);
+            if constexpr (kLength == 4) {
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(dst), elements);
+            } else {
+                store(dst, _mm_cvtsi128_si32(elements));
+            }
+            dst += kLength;
+            --left;
+            window <<= found.total;
+            used += found.total;
+        }
+        next.advance(used);
+    }
+    position = next;
+    return static_cast<int32_t>(dst - dstStart) / static_cast<int32_t>(kLength);
+}
+
+template <class Entry, uint32_t kLength>
+__attribute__((noinline)) bool decodeBulk(const Table<Entry>& table,
+                                          const Elements<kLength>& elements, ReadPosition& position,
+                                          S16* dst, int32_t count) {
+    const BulkTupleTable bulk(
+        table, kLength, [&](uint32_t tuple, uint32_t i) { return elements.element(tuple, i); });
+    while (count > 0) {
+        if (!decodeOne(table, elements, position, dst)) return false;
+        dst += kLength;
+        --count;
+        const int32_t decoded = decodeFromBulk<kLength>(bulk, position, dst, count);
+        dst += ptrdiff_t{decoded} * kLength;
+        count -= decoded;
+    }
+    return true;
+}
+
+template <class Entry, uint32_t kLength>
+bool decodeBlock(const TupleDecodeSpec& spec, const Table<Entry>& table, ReadPosition& position,
+                 S16* dst, int32_t count) {
+    const Elements<kLength> elements(spec);
+    if constexpr (kLength != 0) {
+        const auto* const header = reinterpret_cast<const uint8_t*>(&spec);
+        const bool distinct = load<uint32_t>(header + kTupleDistinctAt) == 1;
+        if (distinct && count >= kBulkCount) {
+            return decodeBulk(table, elements, position, dst, count);
+        }
+    }
+    return decodeDirectly(table, elements, position, dst, count);
+}
+
 // Decodes `tuples` tuples; the common tuple lengths have loops of their own.
 bool decodeTuples(const TupleDecodeSpec& spec, ReadPosition& position, S16* dst, int32_t tuples) {
-    return withTable(spec.common, [&](const auto& table) {
+    return withTable(spec.common, [&]<class Entry>(const Table<Entry>& table) {
         switch (spec.tupleLength) {
             case 2:
-                return decodeBlock(table, Elements<2>(spec), position, dst, tuples);
+                return decodeBlock<Entry, 2>(spec, table, position, dst, tuples);
             case 4:
-                return decodeBlock(table, Elements<4>(spec), position, dst, tuples);
+                return decodeBlock<Entry, 4>(spec, table, position, dst, tuples);
             default:
-                return decodeBlock(table, Elements<0>(spec), position, dst, tuples);
+                return decodeBlock<Entry, 0>(spec, table, position, dst, tuples);
         }
     });
 }

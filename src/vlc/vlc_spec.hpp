@@ -61,6 +61,11 @@ struct TupleDecodeSpec {
 };
 static_assert(sizeof(TupleDecodeSpec) == 36);
 
+// Behind the header, before the table, lies a word that only this library knows: 1 when no code
+// hides a part of another one, so that a leaf holds wherever its code's bits are seen.
+constexpr size_t kPlainDistinctAt = 28;
+constexpr size_t kTupleDistinctAt = 36;
+
 struct EncodeSpec {
     StateRef<uint8_t> lengthTable;  // 2^sizeExponent entries of 32 bits, then the codes
     U32 bias;                       // added to a value (modulo 2^32) to index the tables

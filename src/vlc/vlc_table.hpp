@@ -59,13 +59,15 @@ int32_t countEntries(const Records& records, const Levels& levels);
 ZelStatus shapeOf(const Records& records, const int32_t* widths, int32_t widthCount,
                   const TupleForm* tuple, TableShape& shape);
 
-// Builds the table. False: the codes and the widths disagree; the table is then partly filled, and
-// still safe to walk.
-template <class Entry>
-bool fillTable(const Records& records, const TableShape& shape, Unaligned<Entry>* table);
+// What became of a table: the codes have their places to themselves; some replaced others; codes
+// and widths disagree, and the table is partly filled but still safe to walk.
+enum class Fill { distinct, overlapping, failed };
 
-extern template bool fillTable<uint8_t>(const Records&, const TableShape&, Unaligned<uint8_t>*);
-extern template bool fillTable<uint16_t>(const Records&, const TableShape&, Unaligned<uint16_t>*);
-extern template bool fillTable<uint32_t>(const Records&, const TableShape&, Unaligned<uint32_t>*);
+template <class Entry>
+Fill fillTable(const Records& records, const TableShape& shape, Unaligned<Entry>* table);
+
+extern template Fill fillTable<uint8_t>(const Records&, const TableShape&, Unaligned<uint8_t>*);
+extern template Fill fillTable<uint16_t>(const Records&, const TableShape&, Unaligned<uint16_t>*);
+extern template Fill fillTable<uint32_t>(const Records&, const TableShape&, Unaligned<uint32_t>*);
 
 }  // namespace zeldc::vlc

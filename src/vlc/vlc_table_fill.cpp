@@ -35,8 +35,8 @@ class TableFiller {
             const int32_t width = levels_.widths[level];
             const uint32_t index = subTable + 1 + (rest >> (32 - width));
             if (restLength <= width) {
-                setEntries(table_ + index, leaf(record, restLength),
-                           size_t{1} << (width - restLength));
+                setLeaves(table_ + index, leaf(record, restLength),
+                          size_t{1} << (width - restLength));
                 return true;
             }
             if (table_[index] == kEmpty<Entry> && !link(index, level + 1)) return false;
@@ -48,7 +48,17 @@ class TableFiller {
         }
     }
 
+    bool overlapping() const { return overlapping_; }
+
   private:
+    void setLeaves(Unaligned<Entry>* dst, Entry leaf, size_t count) {
+        Entry nonEmpty = 0;
+        for (size_t i = 0; i < count; ++i)
+            nonEmpty = static_cast<Entry>(nonEmpty | (dst[i] ^ kEmpty<Entry>));
+        overlapping_ = overlapping_ || nonEmpty != 0;
+        setEntries(dst, leaf, count);
+    }
+
     uint32_t entryCount() const { return static_cast<uint32_t>(shape_.entryCount); }
 
     // Puts the next level's sub-table at the next free place and refers to it. False: no room,
@@ -77,22 +87,23 @@ class TableFiller {
     const Levels& levels_;
     Unaligned<Entry>* table_;
     uint32_t nextFree_ = 0;
+    bool overlapping_ = false;
 };
 
 }  // namespace
 
 template <class Entry>
-bool fillTable(const Records& records, const TableShape& shape, Unaligned<Entry>* table) {
+Fill fillTable(const Records& records, const TableShape& shape, Unaligned<Entry>* table) {
     TableFiller<Entry> filler(shape, table);
     for (const Record& record : records) {
-        if (!filler.add(record)) return false;
+        if (!filler.add(record)) return Fill::failed;
     }
-    return true;
+    return filler.overlapping() ? Fill::overlapping : Fill::distinct;
 }
 
-template bool fillTable<uint8_t>(const Records&, const TableShape&, Unaligned<uint8_t>*);
-template bool fillTable<uint16_t>(const Records&, const TableShape&, Unaligned<uint16_t>*);
-template bool fillTable<uint32_t>(const Records&, const TableShape&, Unaligned<uint32_t>*);
+template Fill fillTable<uint8_t>(const Records&, const TableShape&, Unaligned<uint8_t>*);
+template Fill fillTable<uint16_t>(const Records&, const TableShape&, Unaligned<uint16_t>*);
+template Fill fillTable<uint32_t>(const Records&, const TableShape&, Unaligned<uint32_t>*);
 
 namespace {
 
@@ -105,7 +116,8 @@ ZelStatus fillStep(const VlcCodeRecord* pRecords, int32_t recordCount, const int
     if (!cutLevels(records, pLevelWidths, levelCount, shape.levels)) return zelStsVlcTableErr;
     if (entryCount < (int64_t{1} << shape.levels.widths[0]) + 1) return zelStsVlcTableErr;
     shape.entryCount = entryCount;
-    return fillTable(records, shape, anyAlignment(pTable)) ? zelStsOk : zelStsVlcTableErr;
+    return fillTable(records, shape, anyAlignment(pTable)) == Fill::failed ? zelStsVlcTableErr
+                                                                           : zelStsOk;
 }
 
 }  // namespace
