@@ -1153,9 +1153,243 @@ ZELDC_API ZelStatus ownsDealBStreams(uint8_t* pDst, int32_t* pDstLen, GitEncodeS
 /* Variable-length codes: decoding                                          */
 /* ======================================================================== */
 
+/*
+ * A code is described by records (value, code bits, length) and by sub-table sizes: the widths, in
+ * bits, of the levels of a lookup table. The first level looks at the first pSubTableSizes[0] bits
+ * of a code, the next at the following pSubTableSizes[1], and so on; the width that reaches the
+ * longest code is cut to it, and later ones are not looked at. Wide levels decode in fewer steps,
+ * narrow ones need less memory: one width of the full length L takes 2^L entries, while two take
+ * 2^w0 and one sub-table of 2^w1 for each different w0-bit prefix of the longer codes.
+ *
+ * There are two forms. Plain values are signed. Tuples are several small unsigned elements to a
+ * code, packed into the record's value with the first element in the upper bits; in the stream, a
+ * sign bit (1: negative) follows the code for each nonzero element, in order.
+ *
+ * A worked example: the code 0 -> 7, 10 -> -3, 11 -> 1, and a block of four values.
+ *
+ *     static const VlcCodeRecord records[3] = {{7, 0, 1}, {-3, 2, 2}, {1, 3, 2}};
+ *     static const int32_t widths[1] = {2};
+ *     VlcDecodeSpec* spec;
+ *     if (zelsVLCDecodeInitAlloc_32s(records, 3, widths, 1, &spec) != zelStsOk) return;
+ *
+ *     _Alignas(4) uint8_t data[8] = {0x58};  // 0 10 11 0 ..: 0101 1000, and room to read ahead
+ *     const uint8_t* stream = data;
+ *     int32_t offset = 0;
+ *     int16_t values[4];
+ *     zelsVLCDecodeBlock_1u16s(&stream, &offset, values, 4, spec);
+ *     // values: 7, -3, 1, 7; stream == data, offset == 6
+ *     zelsVLCDecodeFree_32s(spec);
+ *
+ * A spec lies in memory at any address and is found at the first multiple of 32 inside; it must
+ * not be moved. Decoding only reads it: one spec may serve any number of threads.
+ */
+
+/*
+ * The number of bytes that the spec for a code needs.
+ *
+ * pRecords, recordCount        the code; bits of a record's code above its length are ignored
+ * pSubTableSizes, subTableCount   level widths
+ * tupleLength, elementWidth    tuples only: elements to a tuple, bits to an element
+ * pSize                        receives the size
+ *
+ * zelStsNullPointer: pRecords, pSubTableSizes or pSize is null. zelStsOutOfRange (tuples only):
+ * tupleLength or elementWidth is below 1, or a table entry would need more than 32 bits.
+ * zelStsVlcTableErr: there is no record, a length is outside 1..32, a width that is looked at is
+ * below 1, the widths together do not reach the longest code, or the size exceeds 31 bits.
+ * Constant stack space, no allocation, time O(n log n) for up to some ten thousand records.
+ *
+ * Values keep the bits that a table entry has for them; entries have 8, 16 or 32 bits. Two edges
+ * of that rule are kept as they are: when the value of the largest magnitude is +2^n and the entry
+ * has no bit to spare, it reads back as -2^n; and plain values that do not fit 32-bit entries
+ * lose their upper bits.
+ */
+ZELDC_API ZelStatus zelsVLCDecodeGetSize_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                             const int32_t* pSubTableSizes, int32_t subTableCount,
+                                             int32_t* pSize);
+ZELDC_API ZelStatus zelsVLCDecodeUTupleGetSize_32s(const VlcCodeRecord* pRecords,
+                                                   int32_t recordCount,
+                                                   const int32_t* pSubTableSizes,
+                                                   int32_t subTableCount, int32_t tupleLength,
+                                                   int32_t elementWidth, int32_t* pSize);
+
+/*
+ * Builds a spec at pSpec, in GetSize bytes of the caller's memory. Arguments and results as for
+ * GetSize with pSpec in the place of pSize, and zelStsVlcTableErr also when a code runs through
+ * another one: the shorter code ends in a level before the longer one does, and comes first. (Codes
+ * that end in the same level overwrite each other silently, the later record winning.) The spec is
+ * then not to be used.
+ */
+ZELDC_API ZelStatus zelsVLCDecodeInit_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                          const int32_t* pSubTableSizes, int32_t subTableCount,
+                                          VlcDecodeSpec* pSpec);
+ZELDC_API ZelStatus zelsVLCDecodeUTupleInit_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                                const int32_t* pSubTableSizes,
+                                                int32_t subTableCount, int32_t tupleLength,
+                                                int32_t elementWidth, VlcDecodeSpec* pSpec);
+
+/*
+ * Allocates a spec with zelsMalloc_8u, builds it and stores it in *ppSpec. As Init, and
+ * zelStsNoMemory without memory. On any error nothing stays allocated and *ppSpec is unwritten.
+ */
+ZELDC_API ZelStatus zelsVLCDecodeInitAlloc_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                               const int32_t* pSubTableSizes, int32_t subTableCount,
+                                               VlcDecodeSpec** ppSpec);
+ZELDC_API ZelStatus zelsVLCDecodeUTupleInitAlloc_32s(const VlcCodeRecord* pRecords,
+                                                     int32_t recordCount,
+                                                     const int32_t* pSubTableSizes,
+                                                     int32_t subTableCount, int32_t tupleLength,
+                                                     int32_t elementWidth, VlcDecodeSpec** ppSpec);
+
+/*
+ * Ends the use of a spec: no operation accepts it any more. The memory is released if InitAlloc
+ * allocated it, and stays the caller's if Init built the spec there. Null is ignored.
+ */
+ZELDC_API void zelsVLCDecodeFree_32s(VlcDecodeSpec* pSpec);
+ZELDC_API void zelsVLCDecodeUTupleFree_32s(VlcDecodeSpec* pSpec);
+
+/*
+ * Decode plain values: `count` of them, or one.
+ *
+ * ppStream   in/out: the byte that holds the next bit
+ * pOffset    in/out: the bit's place in that byte, 0 for the most significant .. 7
+ * pDst       receives the values, each cut to 16 bits
+ * count      values wanted; below 1: nothing is done
+ *
+ * On return the position is behind the last code decoded. The stream's length is not known to
+ * these operations. They read ahead: the caller provides that the aligned 32-bit words from the
+ * one that holds the first bit up to the one after the word of the last bit consumed are readable.
+ *
+ * zelStsNullPointer: a pointer, or *ppStream, is null. zelStsVlcSpecErr: *pOffset is outside 0..7,
+ * or pSpec is not a built spec (or was freed). zelStsBadData: the next bits are no code of the
+ * table; the position is at the first of them, the values before are delivered.
+ */
+ZELDC_API ZelStatus zelsVLCDecodeBlock_1u16s(const uint8_t** ppStream, int32_t* pOffset,
+                                             int16_t* pDst, int32_t count,
+                                             const VlcDecodeSpec* pSpec);
+ZELDC_API ZelStatus zelsVLCDecodeOne_1u16s(const uint8_t** ppStream, int32_t* pOffset,
+                                           int16_t* pDst, const VlcDecodeSpec* pSpec);
+
+/*
+ * Decode tuples, with the signs that follow each code: whole ones as long as all their elements
+ * fit into `count` 16-bit elements, or one. Elements wider than 16 bits are cut to 16 after
+ * their sign has been applied. Otherwise as above; a spec for plain values is refused with
+ * zelStsVlcSpecErr.
+ */
+ZELDC_API ZelStatus zelsVLCDecodeUTupleBlock_1u16s(const uint8_t** ppStream, int32_t* pOffset,
+                                                   int16_t* pDst, int32_t count,
+                                                   const VlcDecodeSpec* pSpec);
+ZELDC_API ZelStatus zelsVLCDecodeUTupleOne_1u16s(const uint8_t** ppStream, int32_t* pOffset,
+                                                 int16_t* pDst, const VlcDecodeSpec* pSpec);
+
+/*
+ * The steps of building a table, for callers that keep tables of their own; no pointer is tested.
+ *
+ * BadParams tests a description and derives from it: the longest code; the level widths as kept,
+ * at most 32 of them, and their count; the bits that count the code bits used in a level; the bits
+ * of a signed field for the values. TableSize counts the table's entries for widths as kept.
+ * TableInit fills a table of entryCount entries of 8, 16 or 32 bits: sub-tables of a width header
+ * and 2^width entries, each a leaf (bit 0 set, then the code bits used in this level, then the
+ * value), a link (twice the index of the next header) or empty (all ones but bit 0).
+ *
+ * zelStsVlcTableErr as for GetSize and Init; BadParams and TableSize have then written nothing.
+ * TableInit never writes beyond entryCount entries.
+ */
+ZELDC_API ZelStatus ownzelVLCBadParams(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                       const int32_t* pSubTableSizes, int32_t subTableCount,
+                                       int32_t* pMaxLength, int32_t* pLevelWidths,
+                                       int32_t* pLevelCount, int32_t* pLevelBits,
+                                       int32_t* pValueBits);
+ZELDC_API ZelStatus ownzelGetVLCInternalTableSize(const VlcCodeRecord* pRecords,
+                                                  int32_t recordCount, const int32_t* pLevelWidths,
+                                                  int32_t levelCount, int32_t* pEntryCount);
+ZELDC_API ZelStatus ownzelVLCInternalTableInit8(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                                const int32_t* pLevelWidths, int32_t levelCount,
+                                                int32_t entryCount, uint8_t* pTable);
+ZELDC_API ZelStatus ownzelVLCInternalTableInit16(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                                 const int32_t* pLevelWidths, int32_t levelCount,
+                                                 int32_t entryCount, uint16_t* pTable);
+ZELDC_API ZelStatus ownzelVLCInternalTableInit32(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                                 const int32_t* pLevelWidths, int32_t levelCount,
+                                                 int32_t entryCount, uint32_t* pTable);
+
 /* ======================================================================== */
 /* Variable-length codes: encoding                                          */
 /* ======================================================================== */
+
+/*
+ * The encoding spec is a lookup by value over the whole span from the smallest to the largest value
+ * of the records: a length and a code for each. Records are as for decoding, of plain values;
+ * when two have the same value, the first one counts. The spec lies at any address and must not be
+ * moved; encoding only reads it.
+ */
+
+/*
+ * The number of bytes that the spec needs: with R the largest minus the smallest value and n the
+ * number of bits of R + 1, (2^n + R + 1) * 4 + 64. Codes and lengths are not looked at.
+ *
+ * zelStsNullPointer: pRecords or pSize is null. zelStsVlcSpecErr: recordCount is below 1, or the
+ * size exceeds 31 bits. One exception is kept: when R + 1 itself exceeds 31 bits, the answer is
+ * (R + 2) * 4 + 64 modulo 2^32, and zelStsOk; Init refuses such records.
+ */
+ZELDC_API ZelStatus zelsVLCEncodeGetSize_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                             int32_t* pSize);
+
+/*
+ * Builds a spec in GetSize bytes of the caller's memory.
+ *
+ * zelStsNullPointer: pRecords or pSpec is null. zelStsVlcSpecErr: recordCount is below 1, a length
+ * is outside 1..32, or the values span too much for a 31-bit size; nothing is then written.
+ */
+ZELDC_API ZelStatus zelsVLCEncodeInit_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                          VlcEncodeSpec* pSpec);
+
+/* Allocates a spec with zelsMalloc_8u, builds it and stores it in *ppSpec. As Init, and
+ * zelStsNoMemory without memory. On any error *ppSpec is unwritten. */
+ZELDC_API ZelStatus zelsVLCEncodeInitAlloc_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
+                                               VlcEncodeSpec** ppSpec);
+
+/* Ends the use of a spec, and releases its memory if InitAlloc allocated it. Null is ignored. */
+ZELDC_API void zelsVLCEncodeFree_32s(VlcEncodeSpec* pSpec);
+
+/*
+ * Write the codes of `count` values, or of one, most significant bit first.
+ *
+ * pSrc, value   what to encode
+ * ppStream      in/out: the byte that holds the first free bit
+ * pOffset       in/out: the bit's place in that byte, 0 for the most significant .. 7
+ *
+ * The bits before the position are kept. The stream is written by whole aligned 32-bit words: up
+ * to three bytes behind the last one used are overwritten, and the bits behind the last code, up
+ * to the end of its word, are unspecified. A word that no code bit falls into is not touched.
+ *
+ * zelStsNullPointer: a pointer, or *ppStream, is null. zelStsVlcSpecErr: count is below 1, *pOffset
+ * is outside 0..7 (Block; One takes it modulo 8), pSpec is not a built spec, or a value has no
+ * code: the codes before it are then written, and the position is where its code would start.
+ */
+ZELDC_API ZelStatus zelsVLCEncodeBlock_16s1u(const int16_t* pSrc, int32_t count, uint8_t** ppStream,
+                                             int32_t* pOffset, const VlcEncodeSpec* pSpec);
+ZELDC_API ZelStatus zelsVLCEncodeOne_16s1u(int16_t value, uint8_t** ppStream, int32_t* pOffset,
+                                           const VlcEncodeSpec* pSpec);
+
+/*
+ * The number of bits (modulo 2^32) that Block would write for `count` values, into *pBits.
+ *
+ * zelStsNullPointer: pSrc, pBits or pSpec is null. zelStsVlcSpecErr: count is below 1, pSpec is not
+ * a built spec, or a value has no code; *pBits is then unchanged.
+ */
+ZELDC_API ZelStatus zelsVLCCountBits_16s32s(const int16_t* pSrc, int32_t count, int32_t* pBits,
+                                            const VlcEncodeSpec* pSpec);
+
+/*
+ * The bit writer: appends the lower `length` bits (1..32) of `code` to the aligned 32-bit word at
+ * or below *ppStream, of which the lower *pFreeBits (1..32) bits, most significant byte first, are
+ * free. The bits that the code leaves free in its word become 1; when it continues in the next
+ * word, they become the lower bits of what that word held, read as a plain integer. *ppStream
+ * advances to the word of the next free bit, *pFreeBits to what is free in it. No argument is
+ * tested.
+ */
+ZELDC_API ZelStatus ownzelsPutBitsRightMost(uint8_t** ppStream, int32_t* pFreeBits, uint32_t code,
+                                            int32_t length);
 
 #ifdef __cplusplus
 }
