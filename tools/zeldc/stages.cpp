@@ -1,0 +1,7 @@
+#include "commands.hpp"
+
+namespace tool {
+
+void addStagesCommand(CLI::App& /*app*/, int& /*exitStatus*/) {}
+
+}  // namespace tool
