@@ -492,6 +492,23 @@ TEST(ZeroRuns, DecodingOfAnySymbols) {
     }
 }
 
+// A run that does not fit leaves the destination alone, wherever it stands behind decoded symbols.
+TEST(ZeroRuns, RunsThatDoNotFitLeaveNoTrace) {
+    Random random(21);
+    for (size_t at = 0; at < 140; ++at) {
+        for (const size_t digits : {10, 11, 14}) {
+            Symbols src;
+            while (src.size() < at)
+                src.push_back(random.below(3) == 0 ? 2 : static_cast<uint16_t>(random.below(2)));
+            src.push_back(9);
+            src.insert(src.end(), digits, 1);
+            src.insert(src.end(), 60, 5);
+            for (const size_t capacity : {3000, 6000})
+                expectDecodes(src, capacity);
+        }
+    }
+}
+
 // More digits than a length has bits.
 TEST(ZeroRuns, RunsBeyondAnyBufferSaturate) {
     for (const size_t digits : {20, 30, 31, 32, 33, 63, 64, 65, 200}) {
