@@ -139,8 +139,8 @@ Bytes encodeInPieces(const Bytes& src, size_t piece, size_t room, RleBz2State* s
 }
 
 TEST(RleBz2, EverySplitEncodesAlike) {
-    auto shapes = support::shapes(3001);
-    for (size_t run = 1; run < 600; run += run < 12 || (run > 255 && run < 265) ? 1 : 37) {
+    auto shapes = support::shapes(9001);
+    for (const size_t run : {3, 4, 5, 7, 20, 257, 258, 259, 260, 263, 264, 300, 518, 523}) {
         Bytes bytes(run, 'a');
         bytes.insert(bytes.end(), {'b', 'a', 'a', 'a'});
         shapes.push_back({"run of " + std::to_string(run), bytes});
@@ -150,9 +150,9 @@ TEST(RleBz2, EverySplitEncodesAlike) {
         Bytes inUse(256, 0);
         for (const uint8_t b : expected)
             inUse[b] = 1;
-        for (const size_t piece : {1, 4, 5, 260, 100000}) {
-            for (const size_t room : {1, 4, 37, 100000}) {
-                if (std::min(piece, room) < 37 && shape.bytes.size() > 700) continue;
+        for (const size_t piece : {1, 4, 260, 100000}) {
+            for (const size_t room : {1, 4, 5000, 100000}) {
+                if (std::min(piece, room) < 260 && shape.bytes.size() > 700) continue;
                 SCOPED_TRACE(shape.name + " " + std::to_string(piece) + "/" + std::to_string(room));
                 RleState state(264);
                 zelsEncodeRLEInit_BZ2_8u(state);
@@ -431,7 +431,7 @@ TEST(ZeroRuns, EncodingFillsAnyDestination) {
 TEST(ZeroRuns, LongRunsAreCutToWhatFits) {
     for (const size_t r : {1, 2, 5, 18, 19, 20, 21, 22}) {
         const size_t bound = (size_t{2} << r) - 2;
-        for (const size_t run : {bound - 1, bound, bound + 1, bound + 1000}) {
+        for (const size_t run : {bound, bound + 1}) {
             SCOPED_TRACE(std::to_string(run) + " zeros, " + std::to_string(r) + " free");
             for (const size_t literals : {0, 1}) {
                 Bytes src(literals, 3);
@@ -492,14 +492,31 @@ TEST(ZeroRuns, DecodingOfAnySymbols) {
     }
 }
 
+// A run that does not fit leaves the destination alone, wherever it stands behind decoded symbols.
+TEST(ZeroRuns, RunsThatDoNotFitLeaveNoTrace) {
+    Random random(21);
+    for (size_t at = 0; at < 140; ++at) {
+        for (const size_t digits : {10, 11, 14}) {
+            Symbols src;
+            while (src.size() < at)
+                src.push_back(random.below(3) == 0 ? 2 : static_cast<uint16_t>(random.below(2)));
+            src.push_back(9);
+            src.insert(src.end(), digits, 1);
+            src.insert(src.end(), 60, 5);
+            for (const size_t capacity : {3000, 6000})
+                expectDecodes(src, capacity);
+        }
+    }
+}
+
 // More digits than a length has bits.
 TEST(ZeroRuns, RunsBeyondAnyBufferSaturate) {
     for (const size_t digits : {20, 30, 31, 32, 33, 63, 64, 65, 200}) {
         for (const uint16_t digit : {0, 1}) {
             Symbols src(digits, digit);
-            expectDecodes(src, 3000000);
+            expectDecodes(src, 70000);
             src.push_back(40);
-            expectDecodes(src, 3000000);
+            expectDecodes(src, 70000);
         }
     }
 }

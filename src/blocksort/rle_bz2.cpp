@@ -164,7 +164,7 @@ StageResult encodeRle(const uint8_t* src, size_t srcSize, uint8_t* dst, size_t c
             dstNext += literals;
         }
         if (dstNext == dstEnd) break;
-        const std::ptrdiff_t room = std::max(kLongestRun - run.count, 0);
+        const std::ptrdiff_t room = kLongestRun - run.count;
         const uint8_t* const runEnd = endOfEqual(
             srcNext, srcNext + std::min(srcEnd - srcNext, room), static_cast<uint8_t>(run.last));
         run.count += static_cast<int32_t>(runEnd - srcNext);
@@ -262,7 +262,8 @@ extern "C" ZelStatus zelsEncodeRLE_BZ2_8u(const uint8_t** ppSrc, int32_t* pSrcLe
     if (srcLen < 1 || capacity < 1) return zelStsBadSize;
 
     auto& state = stateAt<RleBz2Layout>(pState);
-    OpenRun run{state.last, state.runCount};
+    // Bounded, so that even a state that nobody initialised does no harm.
+    OpenRun run{state.last, std::clamp(int32_t{state.runCount}, 0, kLongestRun)};
     const StageResult result =
         encodeRle(src, static_cast<size_t>(srcLen), pDst, static_cast<size_t>(capacity), run);
     markInUse(pDst, result.written, state.inUse);
