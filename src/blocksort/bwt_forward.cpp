@@ -56,8 +56,10 @@ size_t transformLarge(const uint8_t* src, size_t len, uint8_t* dst, uint8_t* buf
         return transformPeriodic(len, least.period, dst, {array, behind});
     }
     auto* cursors = reinterpret_cast<uint32_t*>(behind);
-    return transformRepeated<uint32_t>(twice, len, least, dst, base + textOffset(len) + 1,
-                                       {array, cursors, tables});
+    uint8_t* text = base + textOffset(len);
+    const size_t cursorCount = static_cast<size_t>(text - behind) / sizeof(uint32_t);
+    return transformRepeated<uint32_t>(twice, len, least, dst, text + 1,
+                                       {array, cursors, cursorCount, tables});
 }
 
 }  // namespace

@@ -38,8 +38,11 @@ size_t transformSmall(const uint8_t* src, size_t len, uint8_t* dst, uint8_t* buf
     }
     auto* array = reinterpret_cast<uint16_t*>(base);
     ByteTables<uint16_t> tables;
-    return transformRepeated<uint16_t>(base, len, least, dst, base + textOffset(len) + 1,
-                                       {array, array + len, &tables});
+    auto* cursors = array + len;
+    uint8_t* text = base + textOffset(len);
+    const size_t cursorCount = static_cast<size_t>(text - base) / sizeof(uint16_t) - len;
+    return transformRepeated<uint16_t>(base, len, least, dst, text + 1,
+                                       {array, cursors, cursorCount, &tables});
 }
 
 bool accepted(int32_t len) {

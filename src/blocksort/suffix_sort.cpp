@@ -29,7 +29,7 @@ class ByteSorter {
     using Queues = typename ByteTables<Index>::Queue[256][2];
 
     ByteSorter(const uint8_t* text, size_t n, const SortSpace<Index>& space)
-        : text_(text), n_(n), array_(space.array), cursors_(space.cursors), t_(*space.tables) {}
+        : text_(text), n_(n), array_(space.array), cursors_{space.cursors, space.cursorCount}, t_(*space.tables) {}
 
     size_t transform(size_t wanted, uint8_t* dst) {
         sortLms();
@@ -72,20 +72,11 @@ class ByteSorter {
         groupLeft();
         startRightScan();
         groupRight();
-        size_t groups = 0;
-        for (size_t i = 0; i < lms_; ++i)
-            groups += array_[i] >> kTopShift;
-        if (groups == lms_) {
-            for (size_t i = 0; i < lms_; ++i)
-                array_[i] &= static_cast<Index>(~kTop);
-            return;
-        }
-        nameGroups();
-        Index* names = compactNames(array_, n_, lms_);
-        SymbolSorter(static_cast<const Index*>(names), array_, lms_, cursors_).sort();
+        if (!sortNames(array_, n_, lms_, cursors_)) return;
         listLms<false>();
+        const Index* list = array_ + n_ - lms_;
         for (size_t i = 0; i < lms_; ++i)
-            array_[i] = names[array_[i]];
+            array_[i] = list[array_[i]];
     }
 
     // rows[c]: where the LMS positions of byte c begin among the entries that are read.
@@ -181,20 +172,6 @@ class ByteSorter {
                 induce(entry & static_cast<Index>(~kTop));
                 group = static_cast<Index>(group + (entry >> kTopShift));
             }
-        }
-    }
-
-    // Writes each LMS position's symbol to the slot of half the position, behind the sorted list.
-    void nameGroups() {
-        Index* slots = array_ + lms_;
-        std::memset(slots, 0, (n_ + 1) / 2 * sizeof(Index));
-        size_t first = 0;  // row of the group's first
-        for (size_t i = 0; i < lms_; ++i) {
-            const Index entry = array_[i];
-            const bool closes = (entry & kTop) != 0;
-            const Index symbol = static_cast<Index>(2 * first + size_t{closes && first == i});
-            slots[(entry & static_cast<Index>(~kTop)) >> 1] = symbol | kTop;
-            first = closes ? i + 1 : first;
         }
     }
 
@@ -296,7 +273,7 @@ class ByteSorter {
     const uint8_t* text_;
     size_t n_;
     Index* array_;
-    Index* cursors_;
+    Area<Index> cursors_;
     ByteTables<Index>& t_;
     size_t lms_ = 0;
     size_t leftEntries_ = 0;  // read by the left scan

@@ -30,7 +30,8 @@ struct ByteTables {
 template <class Index>
 struct SortSpace {
     Index* array;    // n entries
-    Index* cursors;  // n / 4 entries
+    Index* cursors;
+    size_t cursorCount;  // n / 4 at least
     ByteTables<Index>* tables;
 };
 
