@@ -38,7 +38,14 @@ class ByteSorter {
 
   private:
     static constexpr Index kTop = kFlag<Index>;
-    static constexpr unsigned kTopShift = sizeof(Index) * 8 - 1;
+    static constexpr unsigned kTopShift = kFlagShift<Index>;
+    // Entries between a text byte's prefetch and its use. Entries this near the end of a scan lie in
+    // the array still, or are not there; what is prefetched for them does no harm.
+    static constexpr size_t kAhead = 32;
+
+    void prefetch(size_t k) const {
+        if (k < n_) __builtin_prefetch(text_ + withoutFlag(array_[k]));
+    }
 
     // Lists the LMS positions, ascending, at the end of the array; returns how many. With `tally`,
     // counts the kinds of positions. Nothing branches on the bytes: the list's next slot is always
@@ -136,6 +143,7 @@ class ByteSorter {
         induce(n_);  // position 0, the first entry
         const size_t entries = leftEntries_;
         for (size_t k = 1; k < entries; ++k) {
+            prefetch(k + kAhead);
             const Index entry = array[k];
             group = static_cast<Index>(group + (entry >> kTopShift));
             induce(entry & static_cast<Index>(~kTop));
@@ -162,6 +170,7 @@ class ByteSorter {
             // Written in this direction: the bit opens a group.
             for (const Index* stop = continued - t_.counts[c][kSBehindS]; continued != stop;) {
                 const Index entry = *--continued;
+                prefetch(static_cast<size_t>(continued - array) - kAhead);
                 group = static_cast<Index>(group + (entry >> kTopShift));
                 induce(entry & static_cast<Index>(~kTop));
             }
@@ -169,6 +178,7 @@ class ByteSorter {
             ++group;
             for (const Index* stop = ended - t_.counts[c][kLBehindS]; ended != stop;) {
                 const Index entry = *--ended;
+                prefetch(static_cast<size_t>(ended - array) - kAhead);
                 induce(entry & static_cast<Index>(~kTop));
                 group = static_cast<Index>(group + (entry >> kTopShift));
             }
@@ -232,6 +242,7 @@ class ByteSorter {
         size_t wantedRow = n_;
         const size_t entries = leftEntries_;
         for (size_t k = 0; k < entries; ++k) {
+            prefetch(k + kAhead);
             const size_t i = size_t{array[k]} - 1;
             const unsigned c = text[i];
             const unsigned symbolBefore = before[i];
@@ -262,10 +273,14 @@ class ByteSorter {
         const Index* continued = array + rightEnd_;
         const Index* ended = array + n_;
         for (unsigned c = 256; c-- > 0;) {
-            for (const Index* stop = continued - t_.counts[c][kSBehindS]; continued != stop;)
+            for (const Index* stop = continued - t_.counts[c][kSBehindS]; continued != stop;) {
                 induce(*--continued);
-            for (const Index* stop = ended - t_.counts[c][kLBehindS]; ended != stop;)
+                prefetch(static_cast<size_t>(continued - array) - kAhead);
+            }
+            for (const Index* stop = ended - t_.counts[c][kLBehindS]; ended != stop;) {
                 induce(*--ended);
+                prefetch(static_cast<size_t>(ended - array) - kAhead);
+            }
         }
         return wantedRow;
     }

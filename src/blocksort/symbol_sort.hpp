@@ -165,6 +165,7 @@ class SymbolSorter {
 
   private:
     static constexpr Index kTop = kFlag<Index>;
+    static constexpr size_t kAhead = 24;
 
     void cursorsToStarts() { cursors_.toStarts(text_, n_); }
     void cursorsToEnds() { cursors_.toEnds(text_, n_); }
@@ -183,6 +184,11 @@ class SymbolSorter {
         array_[slot] = lBefore ? position | kTop : position;
     }
 
+    // Asks for the symbols of the entry that is scanned some steps later, if there is one.
+    void prefetch(size_t row) const {
+        if (row < n_) __builtin_prefetch(text_ + withoutFlag(array_[row]));
+    }
+
     static bool pending(Index entry) { return entry != 0 && !(entry & kTop); }
 
     // Leaves the LMS positions, sorted by their substrings, in array_[0, count); returns count.
@@ -196,12 +202,14 @@ class SymbolSorter {
         // Position 0 stands before all others.
         placeFront(static_cast<Index>(n_ - 1));
         for (size_t i = 0; i < n_; ++i) {
+            prefetch(i + kAhead);
             const Index entry = array_[i];
             array_[i] = entry & kTop ? entry ^ kTop : 0;
             if (pending(entry)) placeFront(entry - 1);
         }
         cursorsToEnds();
         for (size_t i = n_; i-- > 0;) {
+            prefetch(i - kAhead);
             const Index entry = array_[i];
             if (!pending(entry)) continue;
             array_[i] = 0;
@@ -267,12 +275,14 @@ class SymbolSorter {
         cursorsToStarts();
         placeFront(static_cast<Index>(n_ - 1));
         for (size_t i = 0; i < n_; ++i) {
+            prefetch(i + kAhead);
             const Index entry = array_[i];
             array_[i] = entry ^ kTop;
             if (pending(entry)) placeFront(entry - 1);
         }
         cursorsToEnds();
         for (size_t i = n_; i-- > 0;) {
+            prefetch(i - kAhead);
             const Index entry = array_[i];
             if (pending(entry)) {
                 placeBack(entry - 1);
