@@ -7,20 +7,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "blocksort/group_sort.hpp"
+#include "blocksort/index_flag.hpp"
+
 namespace zeldc::blocksort {
-
-// The top bit of an array entry: while sorting, "what lies before this position is of the other
-// type, leave it to the other scan"; in lists of names, "this slot is taken".
-template <class Index>
-constexpr Index kFlag = static_cast<Index>(Index{1} << (sizeof(Index) * 8 - 1));
-
-template <class Index>
-constexpr unsigned kFlagShift = sizeof(Index) * 8 - 1;
-
-template <class Index>
-Index withoutFlag(Index entry) {
-    return entry & static_cast<Index>(~kFlag<Index>);
-}
 
 // A stretch of memory for cursors.
 template <class Index>
@@ -122,6 +112,9 @@ class SharedCursors {
     Index* cursors_;
 };
 
+// A symbol must occur so many times on average for queues to be worth their tables.
+constexpr size_t kQueuesFrom = 3;
+
 // Writes a symbol for each listed position to the slot of half the position behind the list.
 // Positions are two apart at least.
 template <class Index>
@@ -139,6 +132,70 @@ void writeNames(Index* array, size_t n, size_t count, bool numbered) {
     }
 }
 
+// Sorts LMS positions of the same name by the names that follow, where names are nearly all
+// different already, so that the levels below are spared for a few repetitions.
+template <class Index>
+class NameComparison {
+  public:
+    // As writeNames left them. Comparisons may take so many steps per position in all.
+    static constexpr size_t kStepsPerPosition = 4;
+
+    NameComparison(Index* array, size_t n, size_t count)
+        : list_(array),
+          slots_(array + count),
+          slotsEnd_(slots_ + (n + 1) / 2),
+          count_(count),
+          steps_(kStepsPerPosition * count) {}
+
+    // False when it takes too long; names and their limits in the list are then as before.
+    bool sort() {
+        for (size_t first = 0; first < count_ && steps_ != 0;) {
+            size_t last = first;
+            while (!(list_[last] & kFlag<Index>))
+                ++last;
+            if (last != first) sortName(list_ + first, list_ + last + 1);
+            first = last + 1;
+        }
+        return steps_ != 0;
+    }
+
+  private:
+    // A heap stays in bounds even when steps run out and comparisons contradict each other.
+    void sortName(Index* begin, Index* end) {
+        const auto less = [this](Index a, Index b) { return isLess(a, b); };
+        end[-1] = withoutFlag(end[-1]);
+        std::make_heap(begin, end, less);
+        std::sort_heap(begin, end, less);
+        end[-1] |= kFlag<Index>;
+    }
+
+    bool isLess(Index a, Index b) {
+        if (a == b) return false;
+        const Index* slotA = slots_ + (a >> 1);
+        const Index* slotB = slots_ + (b >> 1);
+        for (; steps_ != 0; --steps_) {
+            slotA = next(slotA);
+            slotB = next(slotB);
+            if (*slotA != *slotB) return *slotA < *slotB;
+        }
+        return false;
+    }
+
+    // The slot of the next LMS position; position 0 follows the last one.
+    const Index* next(const Index* slot) const {
+        do {
+            ++slot;
+        } while (slot != slotsEnd_ && *slot == 0);
+        return slot == slotsEnd_ ? slots_ : slot;
+    }
+
+    Index* list_;
+    const Index* slots_;
+    const Index* slotsEnd_;
+    size_t count_;
+    size_t steps_;
+};
+
 template <class Index>
 bool sortNames(Index* array, size_t n, size_t count, Area<Index> cursors);
 
@@ -150,9 +207,20 @@ class SymbolSorter {
     SymbolSorter(const Index* text, Index* array, size_t n, Cursors cursors, Area<Index> below)
         : text_(text), array_(array), n_(n), cursors_(cursors), below_(below) {}
 
+    // The same with the queues for the first half of the work; text[-1] must hold the last symbol.
+    void sort(const SortTables<Index>& tables) {
+        finish(GroupSorter<Index, Index>(text_, n_, array_, tables).sort());
+    }
+
     void sort() {
         const size_t count = sortLmsSubstrings();
         nameSubstrings(count);
+        finish(count);
+    }
+
+  private:
+    // From the sorted and flagged LMS positions on.
+    void finish(size_t count) {
         if (sortNames(array_, n_, count, below_)) {
             Index* list = array_ + n_ - count;
             listLms(array_ + n_);
@@ -163,7 +231,6 @@ class SymbolSorter {
         induceAll();
     }
 
-  private:
     static constexpr Index kTop = kFlag<Index>;
     static constexpr size_t kAhead = 24;
 
@@ -186,7 +253,7 @@ class SymbolSorter {
 
     // Asks for the symbols of the entry that is scanned some steps later, if there is one.
     void prefetch(size_t row) const {
-        if (row < n_) __builtin_prefetch(text_ + withoutFlag(array_[row]));
+        if (row < n_) prefetchSymbol(text_, withoutFlag(array_[row]));
     }
 
     static bool pending(Index entry) { return entry != 0 && !(entry & kTop); }
@@ -310,26 +377,37 @@ bool sortNames(Index* array, size_t n, size_t count, Area<Index> cursors) {
     size_t names = 0;
     for (size_t i = 0; i < count; ++i)
         names += array[i] >> kFlagShift<Index>;
-    if (names == count) {
+    const auto finished = [&] {
         for (size_t i = 0; i < count; ++i)
             array[i] = withoutFlag(array[i]);
         return false;
-    }
+    };
+    if (names == count) return finished();
     using Numbered = NumberedCursors<Index>;
-    const size_t tables = Numbered::sizeFor(names);
-    const bool inGap = tables <= n - 2 * count;  // between the array of this level and its word
-    const bool inArea = tables <= cursors.size && names + 1 + count / 4 <= cursors.size;
+    const size_t gap = n - 2 * count;  // between the array of the level below and its word
+    const size_t size = Numbered::sizeFor(names);
+    const bool inGap = size <= gap;
+    const bool inArea = size <= cursors.size && names + 1 + count / 4 <= cursors.size;
     writeNames(array, n, count, inGap || inArea);
+    if (names >= count / 4 * 3 && NameComparison<Index>(array, n, count).sort()) return finished();
     Index* word = compactNames(array, n, count);
     if (!inGap && !inArea) {
         using Shared = SharedCursors<Index>;
         SymbolSorter<Index, Shared>(word, array, count, Shared(cursors.begin), cursors).sort();
         return true;
     }
-    const Numbered numbered(inGap ? array + count : cursors.begin, names);
+    Index* const memory = inGap ? array + count : cursors.begin;
+    const Numbered numbered(memory, names);
     numbered.learn(array, count);
     if (!inGap) cursors = {cursors.begin + names + 1, cursors.size - names - 1};
-    SymbolSorter<Index, Numbered>(word, array, count, numbered, cursors).sort();
+    SymbolSorter<Index, Numbered> sorter(word, array, count, numbered, cursors);
+    using Tables = SortTables<Index>;
+    if (inGap && names <= count / kQueuesFrom && size + Tables::sizeFor(names) < gap) {
+        word[-1] = word[count - 1];
+        sorter.sort(Tables::at(memory + size, names));
+    } else {
+        sorter.sort();
+    }
     return true;
 }
 
