@@ -94,8 +94,7 @@ void forwardSmall(const Bytes& block, Buffers& b) {
 
 // libdivsufsort transforms with an end mark; its array is allocated once, as ours is.
 void forwardPeer(const Bytes& block, Buffers& b) {
-    b.index = divbwt(block.data(), b.transformed.data(),
-                     reinterpret_cast<saidx_t*>(b.work.data()),
+    b.index = divbwt(block.data(), b.transformed.data(), reinterpret_cast<saidx_t*>(b.work.data()),
                      static_cast<saidx_t>(block.size()));
 }
 

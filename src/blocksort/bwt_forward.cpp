@@ -1,5 +1,6 @@
 // The forward transform. Every block is turned to its least rotation first: a block that is no
-// repetition is then a Lyndon word, whose sort is linear; for a repetition the word alone is sorted.
+// repetition is then a Lyndon word, whose sort is linear; for a repetition the word alone is
+// sorted.
 #include "blocksort/bwt_forward.hpp"
 
 #include <cstring>

@@ -36,8 +36,8 @@ enum Kind { kLBehindL = 0, kLBehindS = 1, kLms = 2, kSBehindS = 3 };
 
 // Sorts the LMS positions of a word by their substrings. Each scan of the array induces, from each
 // position, the one before it. A position goes into one of two queues of its symbol: that of those
-// which the same scan continues from, or that of those where it ends. So both scans run over entries
-// without a gap and without a branch on the entry's type, and read n entries together.
+// which the same scan continues from, or that of those where it ends. So both scans run over
+// entries without a gap and without a branch on the entry's type, and read n entries together.
 //
 //   left to right: from 0:       per symbol L behind L, then LMS     (read and written)
 //                  from n - lms: per symbol L behind S               (written)
@@ -78,8 +78,8 @@ class GroupSorter {
     }
 
     // Lists the LMS positions, ascending, at the end of the array; returns how many. With `tally`,
-    // counts the kinds of positions. Nothing branches on the symbols: the list's next slot is always
-    // written, and only kept for an LMS position.
+    // counts the kinds of positions. Nothing branches on the symbols: the list's next slot is
+    // always written, and only kept for an LMS position.
     template <bool tally>
     size_t listLms() {
         const Symbol* before = text_ - 1;
@@ -158,9 +158,9 @@ class GroupSorter {
         }
     }
 
-    // Sorting LMS substrings keeps groups: the positions whose symbols, up to the next LMS position,
-    // are the same. A group's entry that came first into its queue carries the top bit, so that
-    // names fall out of the sort and no substrings are compared.
+    // Sorting LMS substrings keeps groups: the positions whose symbols, up to the next LMS
+    // position, are the same. A group's entry that came first into its queue carries the top bit,
+    // so that names fall out of the sort and no substrings are compared.
     void groupLeft() {
         const Symbol* text = text_;
         const Symbol* before = text_ - 1;

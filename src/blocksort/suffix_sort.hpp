@@ -19,14 +19,14 @@ constexpr size_t kByteTables = 9 * 256;
 // is never part of a position except for the alias of position 0.
 template <class Index>
 struct SortSpace {
-    Index* array;    // n entries
+    Index* array;  // n entries
     Index* cursors;
     size_t cursorCount;  // n / 4 at least
-    Index* tables;  // kByteTables entries
+    Index* tables;       // kByteTables entries
 };
 
-// Writes the transform of the n >= 2 bytes at `text`, a Lyndon word, to `dst` and returns the row of
-// the rotation that starts at `wanted`. text[-1] must hold the last byte.
+// Writes the transform of the n >= 2 bytes at `text`, a Lyndon word, to `dst` and returns the row
+// of the rotation that starts at `wanted`. text[-1] must hold the last byte.
 template <class Index>
 size_t transformLyndonWord(const uint8_t* text, size_t n, size_t wanted, uint8_t* dst,
                            const SortSpace<Index>& space);

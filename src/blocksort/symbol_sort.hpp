@@ -33,8 +33,8 @@ void forEachLms(const Index* text, size_t n, Visit visit) {
 // Turns the taken slots of array[count, count + (n + 1) / 2), in order, into a word at the array's
 // end and returns it.
 // All slots are written in front of the word, and the taken ones kept: no branch. The first write
-// behind slot s, which is that of position 2t at the least, goes to n - 1 - k with k <= n / 2 - t - 1
-// positions behind it, so to n / 2 + t >= s.
+// behind slot s, which is that of position 2t at the least, goes to n - 1 - k with k <= n / 2 - t -
+// 1 positions behind it, so to n / 2 + t >= s.
 template <class Index>
 Index* compactNames(Index* array, size_t n, size_t count) {
     Index* next = array + n;
@@ -66,9 +66,7 @@ class NumberedCursors {
             start += list[i] >> kFlagShift<Index>;
         }
     }
-    void toStarts(const Index*, size_t) {
-        std::memcpy(cursors_, starts_, names_ * sizeof(Index));
-    }
+    void toStarts(const Index*, size_t) { std::memcpy(cursors_, starts_, names_ * sizeof(Index)); }
     void toEnds(const Index*, size_t) {
         std::memcpy(cursors_, starts_ + 1, names_ * sizeof(Index));
     }
@@ -262,9 +260,8 @@ class SymbolSorter {
     size_t sortLmsSubstrings() {
         std::memset(array_, 0, n_ * sizeof(Index));
         cursorsToEnds();
-        forEachLms(text_, n_, [this](Index position) {
-            array_[cursors_.back(text_[position])] = position;
-        });
+        forEachLms(text_, n_,
+                   [this](Index position) { array_[cursors_.back(text_[position])] = position; });
         cursorsToStarts();
         // Position 0 stands before all others.
         placeFront(static_cast<Index>(n_ - 1));
