@@ -18,8 +18,8 @@ void require(bool condition) {
 
 size_t period(const Bytes& block) {
     size_t p = 1;
-    while (block.size() % p != 0 || !std::equal(block.begin() + static_cast<std::ptrdiff_t>(p),
-                                                block.end(), block.begin()))
+    while (block.size() % p != 0 ||
+           !std::equal(block.begin() + static_cast<std::ptrdiff_t>(p), block.end(), block.begin()))
         ++p;
     return p;
 }

@@ -1,5 +1,6 @@
 // The forward transform. Every block is turned to its least rotation first: a block that is no
-// repetition is then a Lyndon word, whose sort is linear; for a repetition the word alone is sorted.
+// repetition is then a Lyndon word, whose sort is linear; for a repetition the word alone is
+// sorted.
 #include "blocksort/bwt_forward.hpp"
 
 #include <cstring>
@@ -15,10 +16,10 @@ namespace {
 
 // The caller's work buffer from its first multiple of 32 on:
 //
-//   tables   sizeof(ByteTables)
+//   tables   kByteTables entries
 //   array    4 n bytes
 //   cursors  up to the text; n / 4 entries are needed
-//   text     n + 2 bytes: the least rotation, its last byte before it and its first byte behind
+//   text     n + 1 bytes: the least rotation and its last byte before it
 //
 // For a word repeated often, the block itself twice over and its first byte lie behind the array.
 constexpr size_t kAlignment = 32;
@@ -26,21 +27,19 @@ constexpr size_t kFixed = 70145;  // callers ask for 6 n more than this
 constexpr size_t kUsable = kFixed - (kAlignment - 1);
 
 constexpr size_t textOffset(size_t n) {
-    return 6 * n + kUsable - (n + 2);
+    return 6 * n + kUsable - (n + 1);
 }
 
-using Tables = ByteTables<uint32_t>;
-static_assert(sizeof(Tables) % alignof(uint32_t) == 0);
-// The cursors have n + kUsable - sizeof(Tables) - 2 bytes.
-static_assert(kUsable >= sizeof(Tables) + 2);
+// The cursors have n + kUsable - 4 * kByteTables - 1 bytes.
+static_assert(kUsable >= kByteTables * sizeof(uint32_t) + 1);
 
 // From this many repetitions on, the transform is that of the abandoned sort (periodic_sort.cpp).
 constexpr size_t kManyRepetitions = 7;
 
 size_t transformLarge(const uint8_t* src, size_t len, uint8_t* dst, uint8_t* buffer) {
     uint8_t* base = alignUp(buffer, kAlignment);
-    auto* tables = reinterpret_cast<Tables*>(base);
-    auto* array = reinterpret_cast<uint32_t*>(tables + 1);
+    auto* tables = reinterpret_cast<uint32_t*>(base);
+    uint32_t* array = tables + kByteTables;
     auto* behind = reinterpret_cast<uint8_t*>(array + len);
     // While nothing is sorted yet, the array has room for the doubled block.
     auto* twice = reinterpret_cast<uint8_t*>(array);
@@ -56,8 +55,10 @@ size_t transformLarge(const uint8_t* src, size_t len, uint8_t* dst, uint8_t* buf
         return transformPeriodic(len, least.period, dst, {array, behind});
     }
     auto* cursors = reinterpret_cast<uint32_t*>(behind);
-    return transformRepeated<uint32_t>(twice, len, least, dst, base + textOffset(len) + 1,
-                                       {array, cursors, tables});
+    uint8_t* text = base + textOffset(len);
+    const size_t cursorCount = static_cast<size_t>(text - behind) / sizeof(uint32_t);
+    return transformRepeated<uint32_t>(twice, len, least, dst, text + 1,
+                                       {array, cursors, cursorCount, tables});
 }
 
 }  // namespace

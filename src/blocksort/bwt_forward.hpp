@@ -21,15 +21,14 @@ inline void writeTwice(const uint8_t* src, size_t len, uint8_t* twice) {
 }
 
 // The transform of a word repeated: that of the word with every byte repeated. `twice` holds the
-// block two times over; the word's least rotation is written to `text`, with a byte before it and
-// one behind. Returns a row that holds the block.
+// block two times over; the word's least rotation is written to `text`, with a byte before it.
+// Returns a row that holds the block.
 template <class Index>
 size_t transformRepeated(const uint8_t* twice, size_t len, const LeastRotation& least, uint8_t* dst,
                          uint8_t* text, const SortSpace<Index>& space) {
     const size_t n = least.period;
     std::memcpy(text, twice + least.start, n);
     text[-1] = text[n - 1];
-    text[n] = text[0];
     const size_t row = transformLyndonWord(text, n, (n - least.start) % n, dst, space);
     const size_t times = len / n;
     if (times > 1) {

@@ -38,12 +38,28 @@ struct PlainEntry {
     static uint8_t symbol(uint32_t entry, const uint8_t* src) { return src[entry & ~kToHead]; }
 };
 
-// The rows that begin segments: every stride-th, the row where the walk begins among them. Any
-// rows would do; these lie anywhere in the block.
-struct Heads {
-    size_t first;
-    size_t stride;
-    size_t count;
+// The rows that begin segments: one in every stretch of stride rows, and the row where the walk
+// begins in its own. Any rows would do, but evenly spaced ones may lie close together along the
+// walk of a regular block (five times as slow for a Thue-Morse word), so they are scattered.
+class Heads {
+  public:
+    Heads(size_t n, size_t stride, size_t index)
+        : n_(n), stride_(stride), index_(index), count_((n + stride - 1) / stride) {}
+
+    size_t count() const { return count_; }
+    size_t of(size_t row) const { return row / stride_; }
+    size_t row(size_t head) const {
+        if (head == of(index_)) return index_;
+        const size_t first = head * stride_;
+        const uint32_t scattered = static_cast<uint32_t>(head) * 0x9E3779B1U >> 8;
+        return first + scattered % std::min(stride_, n_ - first);
+    }
+
+  private:
+    size_t n_;
+    size_t stride_;
+    size_t index_;
+    size_t count_;
 };
 
 constexpr size_t kMaxHeads = 512;
@@ -53,9 +69,7 @@ constexpr size_t kShortestInLanes = 2048;
 constexpr size_t kLanes = 16;
 
 Heads headsFor(size_t n, size_t index) {
-    const size_t stride = std::max(kMinStride, (n + kMaxHeads - 1) / kMaxHeads);
-    const size_t first = index % stride;
-    return {first, stride, (n - first + stride - 1) / stride};
+    return {n, std::max(kMinStride, (n + kMaxHeads - 1) / kMaxHeads), index};
 }
 
 // Fills cursors with the first row of each byte value. Four tables, for one alone would wait for
@@ -79,22 +93,22 @@ void countRows(const uint8_t* src, size_t n, uint32_t (&cursors)[256]) {
     }
 }
 
+// Without heads, for the plain walk, or with.
 template <class Entry>
-void buildVector(const uint8_t* src, size_t n, const Heads& heads, uint32_t* vector) {
+void buildVector(const uint8_t* src, size_t n, const Heads* heads, uint32_t* vector) {
     uint32_t cursors[256];
     countRows(src, n, cursors);
     const auto put = [&](size_t i, uint32_t flag) {
         vector[cursors[src[i]]++] = Entry::make(static_cast<uint32_t>(i), src[i]) | flag;
     };
     size_t i = 0;
-    for (const size_t end = std::min(heads.first, n); i < end; ++i)
-        put(i, 0);
-    while (i < n) {
-        const size_t end = std::min(i + heads.stride, n);
-        put(i, kToHead);
-        for (++i; i < end; ++i)
+    for (size_t head = 0; heads != nullptr && head < heads->count(); ++head) {
+        for (const size_t end = heads->row(head); i < end; ++i)
             put(i, 0);
+        put(i++, kToHead);
     }
+    for (; i < n; ++i)
+        put(i, 0);
 }
 
 // Walks one row after another.
@@ -122,7 +136,7 @@ class LaneWalk {
 
     // False when the pieces became too many to keep account of; dst then holds nothing of use.
     bool walk(size_t index) {
-        firstHead_ = (index - heads_.first) / heads_.stride;
+        firstHead_ = heads_.of(index);
         for (size_t lane = 0; lane < kLanes; ++lane) {
             out_[lane] = dst_ + n_ / kLanes * lane;
             outEnd_[lane] = lane + 1 == kLanes ? dst_ + n_ : out_[lane] + n_ / kLanes;
@@ -180,9 +194,9 @@ class LaneWalk {
 
     // Starts the lane on the next segment: that of the first head, then the others around.
     void begin(size_t lane) {
-        const size_t head = (firstHead_ + started_++) % heads_.count;
+        const size_t head = (firstHead_ + started_++) % heads_.count();
         headOf_[lane] = static_cast<uint16_t>(head);
-        row_[lane] = static_cast<uint32_t>(heads_.first + head * heads_.stride);
+        row_[lane] = static_cast<uint32_t>(heads_.row(head));
         segments_[head].firstPiece = openPiece(lane);
     }
 
@@ -235,9 +249,8 @@ class LaneWalk {
             }
             const size_t next = row_[lane] & (Entry::kRowToHead - 1);
             closePiece(lane);
-            segments_[headOf_[lane]].nextHead =
-                static_cast<uint16_t>((next - heads_.first) / heads_.stride);
-            if (started_ < heads_.count) {
+            segments_[headOf_[lane]].nextHead = static_cast<uint16_t>(heads_.of(next));
+            if (started_ < heads_.count()) {
                 begin(lane++);
             } else {
                 retire(lane);
@@ -319,9 +332,13 @@ class LaneWalk {
 
 template <class Entry>
 void invertBy(const uint8_t* src, uint8_t* dst, size_t n, size_t index, uint32_t* vector) {
-    const Heads heads = n < kShortestInLanes ? Heads{n, n, 0} : headsFor(n, index);
-    buildVector<Entry>(src, n, heads, vector);
-    if (heads.count != 0 && LaneWalk<Entry>(src, dst, n, heads, vector).walk(index)) return;
+    if (n < kShortestInLanes) {
+        buildVector<Entry>(src, n, nullptr, vector);
+    } else {
+        const Heads heads = headsFor(n, index);
+        buildVector<Entry>(src, n, &heads, vector);
+        if (LaneWalk<Entry>(src, dst, n, heads, vector).walk(index)) return;
+    }
     walkPlainly<Entry>(src, dst, n, index, vector);
 }
 

@@ -9,7 +9,8 @@ namespace zeldc::blocksort {
 // What every caller provides beyond the vector's 4 n bytes.
 constexpr size_t kInverseSlack = 1024;
 
-// A negative index is not refused, though nothing is promised about what comes out: any row will do.
+// A negative index is not refused, though nothing is promised about what comes out: any row will
+// do.
 inline size_t safeRow(int32_t index) {
     return index < 0 ? 0 : static_cast<size_t>(index);
 }

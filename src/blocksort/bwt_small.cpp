@@ -12,18 +12,18 @@ namespace zeldc::blocksort {
 namespace {
 
 // The caller's work buffer from its first multiple of 32 on: the array (2 n bytes), the cursors,
-// and the text with a byte on either side. The byte tables are on the stack.
+// and the text with a byte before it. The byte tables are on the stack.
 constexpr int32_t kLongest = 32768;
 constexpr size_t kAlignment = 32;
 constexpr size_t kFixed = 2080;  // callers ask for 4 n more than this
 constexpr size_t kUsable = kFixed - (kAlignment - 1);
 
 constexpr size_t textOffset(size_t n) {
-    return 4 * n + kUsable - (n + 2);
+    return 4 * n + kUsable - (n + 1);
 }
 
-// The cursors have n + kUsable - 2 bytes; n / 4 entries are needed.
-static_assert(kUsable >= 2);
+// The cursors have n + kUsable - 1 bytes; n / 4 entries are needed.
+static_assert(kUsable >= 1);
 // The inverse serves both sizes.
 static_assert(kFixed >= kInverseSlack);
 
@@ -37,9 +37,12 @@ size_t transformSmall(const uint8_t* src, size_t len, uint8_t* dst, uint8_t* buf
         return 0;
     }
     auto* array = reinterpret_cast<uint16_t*>(base);
-    ByteTables<uint16_t> tables;
-    return transformRepeated<uint16_t>(base, len, least, dst, base + textOffset(len) + 1,
-                                       {array, array + len, &tables});
+    uint16_t tables[kByteTables];
+    auto* cursors = array + len;
+    uint8_t* text = base + textOffset(len);
+    const size_t cursorCount = static_cast<size_t>(text - base) / sizeof(uint16_t) - len;
+    return transformRepeated<uint16_t>(base, len, least, dst, text + 1,
+                                       {array, cursors, cursorCount, tables});
 }
 
 bool accepted(int32_t len) {

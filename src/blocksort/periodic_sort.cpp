@@ -1,9 +1,9 @@
 // The bytes that come out for a word repeated seven times and more are those of one particular
-// two-stage sort: positions of type B* (rising into a falling run) are sorted by multikey quicksort,
-// one byte value's bucket at a time, and all others are induced from them. When it comes upon a
-// segment of rotations that are equal over the whole block, that sort abandons the whole bucket and
-// leaves the rest of it as partitioned so far. Streams made with it carry the result, so it is
-// reproduced here, abandoned buckets included.
+// two-stage sort: positions of type B* (rising into a falling run) are sorted by multikey
+// quicksort, one byte value's bucket at a time, and all others are induced from them. When it comes
+// upon a segment of rotations that are equal over the whole block, that sort abandons the whole
+// bucket and leaves the rest of it as partitioned so far. Streams made with it carry the result, so
+// it is reproduced here, abandoned buckets included.
 //
 // Three things make that affordable. Equal rotations are never parted, so a segment as long as the
 // repetition is one rotation, known at once and not at depth n; shorter ones do not occur, which
@@ -96,9 +96,8 @@ class PeriodicSorter {
     void classify() {
         size_t a[256] = {};
         size_t b[256] = {};
-        forEachPosition([&](size_t position, bool isA, bool) {
-            ++(isA ? a : b)[twice_[position]];
-        });
+        forEachPosition(
+            [&](size_t position, bool isA, bool) { ++(isA ? a : b)[twice_[position]]; });
         size_t row = 0;
         for (unsigned c = 0; c < 256; ++c) {
             aStart_[c] = aFront_[c] = row;
@@ -145,7 +144,7 @@ class PeriodicSorter {
         const size_t end = s.hi + 1;
         size_t equalLeft = s.lo;  // [lo, equalLeft) equal, [equalLeft, left) less
         size_t left = s.lo;
-        size_t right = end;       // [right, equalRight) greater, [equalRight, end) equal
+        size_t right = end;  // [right, equalRight) greater, [equalRight, end) equal
         size_t equalRight = end;
         for (;;) {
             for (; left < right && keyAt(left, s.depth) <= pivot; ++left) {
@@ -205,10 +204,10 @@ class PeriodicSorter {
         }
         const unsigned cut = (low + high + 1) / 2;
         const auto reaches = [&](uint32_t position) { return twice_[position + 1] >= cut; };
-        const size_t left = static_cast<size_t>(
-            std::find_if(rows_ + begin, rows_ + middle, reaches) - rows_);
-        const size_t right = static_cast<size_t>(
-            std::find_if(rows_ + middle, rows_ + end, reaches) - rows_);
+        const size_t left =
+            static_cast<size_t>(std::find_if(rows_ + begin, rows_ + middle, reaches) - rows_);
+        const size_t right =
+            static_cast<size_t>(std::find_if(rows_ + middle, rows_ + end, reaches) - rows_);
         std::rotate(rows_ + left, rows_ + middle, rows_ + right);
         const size_t border = left + (right - middle);
         merge(begin, left, border, first, low, cut - 1);

@@ -12,30 +12,21 @@
 
 namespace zeldc::blocksort {
 
-// Per byte value: how its positions divide by type, and where the next one of a kind goes.
-// The kinds, and the column of a position of one, are 2 * (it is type S) + (the one before is).
-template <class Index>
-struct ByteTables {
-    struct Queue {
-        Index cursor;
-        Index group;  // the group whose entry came last into this queue
-    };
-    Index counts[256][4];
-    Queue queues[256][2];
-    Index rows[256];
-};
+// Entries of the tables of a sort of bytes.
+constexpr size_t kByteTables = 9 * 256;
 
 // The memory of a sort of n bytes. Index is uint16_t for n up to 32,768, else uint32_t; its top bit
 // is never part of a position except for the alias of position 0.
 template <class Index>
 struct SortSpace {
-    Index* array;    // n entries
-    Index* cursors;  // n / 4 entries
-    ByteTables<Index>* tables;
+    Index* array;  // n entries
+    Index* cursors;
+    size_t cursorCount;  // n / 4 at least
+    Index* tables;       // kByteTables entries
 };
 
-// Writes the transform of the n >= 2 bytes at `text`, a Lyndon word, to `dst` and returns the row of
-// the rotation that starts at `wanted`. text[-1] and text[n] must hold the last and first byte.
+// Writes the transform of the n >= 2 bytes at `text`, a Lyndon word, to `dst` and returns the row
+// of the rotation that starts at `wanted`. text[-1] must hold the last byte.
 template <class Index>
 size_t transformLyndonWord(const uint8_t* text, size_t n, size_t wanted, uint8_t* dst,
                            const SortSpace<Index>& space);
