@@ -229,7 +229,7 @@ Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity, Sr
 
 Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity = 40000) {
     const auto all = [] { return size_t{1} << 24; };
-    return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 17; });
+    return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 14; });
 }
 
 uint64_t optimalCost(const std::vector<uint64_t>& weights) {
