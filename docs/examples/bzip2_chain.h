@@ -54,6 +54,7 @@ typedef struct Bz2Writer {
 
 /* Up to 24 bits; fewer than 8 are pending before and after. Room has been reserved. */
 static void bz2Put(Bz2Writer* writer, uint32_t value, int32_t count) {
+    if (count == 0) return;
     writer->code |= value << (32 - writer->bits - count);
     writer->bits += count;
     for (; writer->bits >= 8; writer->bits -= 8, writer->code <<= 8)
