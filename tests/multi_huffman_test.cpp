@@ -229,7 +229,7 @@ Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity, Sr
 
 Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity = 40000) {
     const auto all = [] { return size_t{1} << 24; };
-    return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 17; });
+    return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 14; });
 }
 
 uint64_t optimalCost(const std::vector<uint64_t>& weights) {
@@ -796,6 +796,43 @@ TEST(MultiHuffman, LongCodes) {
         const Paired paired = decodePaired(bits.bytes(4), alphaSize);
         EXPECT_EQ(paired.status, zelStsOk);
         EXPECT_EQ(paired.symbols, symbols);
+    }
+}
+
+// Calls with much of both sides decode in bursts: the same symbols, bytes taken and bits left.
+TEST(MultiHuffman, DecoderInBurstsTakesAndGivesTheSame) {
+    Random random(55);
+    std::vector<int> staircase(20);
+    std::iota(staircase.begin(), staircase.end(), 1);
+    staircase.push_back(20);
+    for (int round = 0; round < 60; ++round) {
+        const auto alphaSize = static_cast<int32_t>(3 + random.sizeBelow(256));
+        SymbolBlock block = support::symbolBlock(20000 + static_cast<int32_t>(random.below(20000)),
+                                                 alphaSize, random.next(), 1 + round % 9);
+        Bytes stream = encodeBlock(block);
+        if (round % 5 == 4) {
+            // Random bits under long codes; often the end of the block comes early, or never.
+            BitString bits = support::description(900, staircase);
+            stream = bits.bytes();
+            const Bytes noise = support::randomBytes(12000 + random.below(3000), random.next());
+            stream.insert(stream.end(), noise.begin(), noise.end());
+            block.alphaSize = 21;
+        } else if (round % 2 == 1) {
+            for (uint32_t i = random.below(40); i-- > 0;) {
+                stream[2500 + random.below(static_cast<uint32_t>(stream.size()) - 2500)] ^=
+                    static_cast<uint8_t>(1U << random.below(8));
+            }
+        }
+        const uint32_t least = random.below(2) * 9000;
+        const uint32_t srcMost = 1 + random.below(40000);
+        const uint32_t dstMost = 1 + random.below(30000);
+        const Paired paired = decodePaired(
+            stream, block.alphaSize, 900, [&] { return least + random.below(srcMost); },
+            [&] { return least + random.below(dstMost); });
+        ASSERT_FALSE(HasFailure()) << round;
+        if (round % 10 == 0) {
+            EXPECT_EQ(paired.symbols, block.symbols);
+        }
     }
 }
 

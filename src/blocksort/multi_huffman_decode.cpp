@@ -1,6 +1,8 @@
 // The block's symbols, group by group, up to the end-of-block symbol.
 #include "blocksort/bit_words.hpp"
 #include "blocksort/multi_huffman.hpp"
+#include "blocksort/multi_huffman_burst.hpp"
+#include "blocksort/multi_huffman_lookup.hpp"
 #include "core/state.hpp"
 
 namespace zeldc::blocksort {
@@ -9,31 +11,6 @@ namespace {
 // Bits held before every symbol, short codes too: how much a call consumes depends on it.
 constexpr int32_t kHeldBits = 20;
 static_assert(kHeldBits >= kDecodeLongest);
-
-struct Code {
-    int32_t symbol;
-    int32_t length;  // 0: no symbol has the code that the stream holds
-};
-
-// Codes longer than the direct table. Each difference is below the number of codes of its length
-// times their spacing, or below the space that is left to them, so the index stays in the list.
-Code findLongCode(const DecodeTable& table, uint32_t bits) {
-    const int32_t lengths = table.longLengths;
-    for (int32_t k = 0; k < lengths; ++k) {
-        const uint32_t limit = table.limits[k + 1];
-        if (bits >= limit && limit != DecodeTable::kEverything) continue;
-        const int32_t length = kDirectBits + 1 + k;
-        const uint32_t nth = (bits - table.limits[k]) >> (kWordBits - length);
-        return {table.longSymbols[table.starts[k] + nth], length};
-    }
-    return {0, 0};
-}
-
-Code findCode(const DecodeTable& table, uint32_t bits) {
-    const uint16_t entry = table.direct[bits >> (kWordBits - kDirectBits)];
-    if (entry == 0) return findLongCode(table, bits);
-    return {entry & DecodeTable::kSymbolMask, entry >> DecodeTable::kLengthShift};
-}
 
 struct Decoder {
     BitSource source;
@@ -44,12 +21,12 @@ struct Decoder {
     ZelStatus status = zelStsOk;
 
     // Symbols of the current group until it ends (true) or the call does (false, with `status`).
-    bool decodeCarefully(const DecodeTable& table, int32_t endOfBlock) {
+    bool decodeCarefully(const DecodeTable& table, uint32_t endOfBlock) {
         while (inGroup < kGroupSize) {
             if (!source.hold(kHeldBits)) return stop(zelStsSrcExhausted);
             const Code code = findCode(table, source.bitBuf);
             if (code.length == 0) return stop(zelStsBadData);
-            source.skip(code.length);
+            source.skip(static_cast<int32_t>(code.length));
             *dstNext++ = static_cast<uint16_t>(code.symbol);
             ++inGroup;
             if (code.symbol == endOfBlock) return stop(zelStsOk);
@@ -66,8 +43,75 @@ struct Decoder {
     }
 };
 
+// Decodes symbols up to groupEnd, where the group ends. The end of the block and bits that are no
+// code stop it before: these are left to the careful decoder. Returns where it stopped.
+U16* decodeBurst(WordSource& wordSource, const BurstTable& bursts, const DecodeTable& codes,
+                 uint32_t endOfBlock, U16* dst, U16* groupEnd) {
+    constexpr auto kSymbols = static_cast<std::ptrdiff_t>(kBurstSymbols);
+    constexpr uint32_t kStepsPerRefill = WordSource::kAfterRefill / kBurstBits;
+    WordSource source = wordSource;
+    while (dst != groupEnd) {
+        source.refill();
+        bool burst = groupEnd - dst >= kSymbols;
+        for (uint32_t i = 0; i < kStepsPerRefill && burst; ++i) {
+            const BurstEntry entry = bursts[source.peek(kBurstBits)];
+            store(dst, entry.bits);
+            dst += entry.symbols();
+            source.skip(entry.codeBits());
+            burst = entry.symbols() != 0 && groupEnd - dst >= kSymbols;
+        }
+        if (burst || dst == groupEnd) continue;
+        source.refill();
+        const Code code = findCode(codes, source.peek(kWordBits));
+        if (code.length == 0 || code.symbol == endOfBlock) break;
+        source.skip(code.length);
+        *dst++ = static_cast<uint16_t>(code.symbol);
+    }
+    wordSource = source;
+    return dst;
+}
+
+// Making the tables takes about as long as they save on 8,000 symbols.
+constexpr int32_t kBurstWorthSymbols = 10000;
+constexpr int32_t kBurstWorthBytes = 8192;
+
+bool burstsPay(const Decoder& decoder, const DecodeLayout& state) {
+    return WordSource::suits(decoder.source) &&
+           decoder.source.srcEnd - decoder.source.srcNext >= kBurstWorthBytes &&
+           decoder.dstEnd - decoder.dstNext >= kBurstWorthSymbols &&
+           state.usableSelectors - decoder.group >= kBurstWorthSymbols / kGroupSize;
+}
+
+// Whole groups as long as source and destination have room for any group, but for the last one
+// that has a selector: so the careful decoder always takes at least one more symbol, and with it
+// the bytes that the byte-wise rule would have taken.
+void decodeBursts(Decoder& decoder, const DecodeLayout& state) {
+    if (!burstsPay(decoder, state)) return;
+    const uint32_t endOfBlock = static_cast<uint32_t>(state.alphaSize - 1);
+    BurstTable bursts[kMaxTables];
+    for (int32_t t = 0; t < state.tableCount; ++t)
+        fillBurstTable(bursts[t], state.tables[t], endOfBlock);
+
+    WordSource source(decoder.source);
+    const int32_t lastGroup = state.usableSelectors - 1;
+    const uint8_t* selectors = state.selectors();
+    while (decoder.group < lastGroup && decoder.source.srcEnd - source.srcNext() >= kBurstSource &&
+           decoder.dstEnd - decoder.dstNext >= kBurstRoom) {
+        const uint8_t table = selectors[decoder.group];
+        U16* groupEnd = decoder.dstNext + kGroupSize - decoder.inGroup;
+        decoder.dstNext = decodeBurst(source, bursts[table], state.tables[table], endOfBlock,
+                                      decoder.dstNext, groupEnd);
+        decoder.inGroup = kGroupSize - static_cast<int32_t>(groupEnd - decoder.dstNext);
+        if (decoder.inGroup < kGroupSize) break;
+        ++decoder.group;
+        decoder.inGroup = 0;
+    }
+    source.finish(decoder.source);
+}
+
 void decode(Decoder& decoder, const DecodeLayout& state) {
-    const int32_t endOfBlock = state.alphaSize - 1;
+    const uint32_t endOfBlock = static_cast<uint32_t>(state.alphaSize - 1);
+    decodeBursts(decoder, state);
     for (;; ++decoder.group, decoder.inGroup = 0) {
         if (decoder.group >= state.usableSelectors) {
             decoder.stop(zelStsBadData);

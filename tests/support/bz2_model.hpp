@@ -27,6 +27,10 @@ class ModelDecoder {
         phase_ = 0;
         group_ = inGroup_ = 0;
         ready_ = status == zelStsOk;
+        codes_.clear();
+        if (!ready_) return status;
+        for (const auto& lengths : lengths_)
+            codes_.emplace_back(lengths);
         return status;
     }
 
@@ -35,7 +39,7 @@ class ModelDecoder {
             if (!ready_ || group_ >= static_cast<int>(selectors_.size())) return zelStsBadData;
             for (; inGroup_ < 50;) {
                 if (!hold(c, 20)) return zelStsSrcExhausted;
-                const int symbol = next(c, lengths_[selectors_[static_cast<size_t>(group_)]]);
+                const int symbol = next(c, codes_[selectors_[static_cast<size_t>(group_)]]);
                 if (symbol < 0) return zelStsBadData;
                 out.push_back(static_cast<uint16_t>(symbol));
                 ++inGroup_;
@@ -118,19 +122,24 @@ class ModelDecoder {
     }
 
     // Canonical decoding one bit at a time.
-    static int next(Cursor& c, const std::vector<int>& lengths) {
+    struct Canonical {
+        explicit Canonical(const std::vector<int>& lengths) : symbols(21) {
+            for (size_t s = 0; s < lengths.size(); ++s)
+                symbols[static_cast<size_t>(lengths[s])].push_back(static_cast<int>(s));
+        }
+        std::vector<std::vector<int>> symbols;  // by length
+    };
+    static int next(Cursor& c, const Canonical& code) {
         uint32_t first = 0;
         for (int length = 1; length <= 20; ++length) {
             first *= 2;
+            const auto& symbols = code.symbols[static_cast<size_t>(length)];
             const uint32_t nth = peek(c, length) - first;
-            uint32_t seen = 0;
-            for (size_t s = 0; s < lengths.size(); ++s) {
-                if (lengths[s] == length && seen++ == nth) {
-                    take(c, length);
-                    return static_cast<int>(s);
-                }
+            if (nth < symbols.size()) {
+                take(c, length);
+                return symbols[nth];
             }
-            first += seen;
+            first += static_cast<uint32_t>(symbols.size());
         }
         return -1;
     }
@@ -147,6 +156,7 @@ class ModelDecoder {
     std::vector<uint8_t> selectors_;
     std::vector<uint8_t> list_;
     std::vector<std::vector<int>> lengths_;
+    std::vector<Canonical> codes_;
 };
 
 }  // namespace support
