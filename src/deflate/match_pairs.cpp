@@ -72,32 +72,45 @@ class Parser {
     U32* pairEnd_;
 };
 
-// Hash of three bytes by shifts: a byte leaves it after three steps.
+// Hash of three bytes by shifts. A byte leaves it after three steps, by the bits above the fifteen
+// that count.
+uint32_t shiftHash(uint32_t hash, uint8_t byte) {
+    return hash << 5 ^ byte;
+}
 uint32_t shiftHash(const uint8_t* bytes) {
-    return (static_cast<uint32_t>(bytes[0]) << 10 ^ static_cast<uint32_t>(bytes[1]) << 5 ^
-            bytes[2]) &
-           (kHashSize - 1);
+    return shiftHash(shiftHash(bytes[0], bytes[1]), bytes[2]);
 }
 
 template <Reach reach>
 uint32_t Parser<reach>::fast() {
+    const CallText text = text_;
+    U32* const head = head_;
+    const auto enter = [head](uint32_t hash, uint32_t p) {
+        U32& latest = head[hash % kHashSize];
+        const uint32_t q = latest;
+        latest = p;
+        return q;
+    };
     const uint32_t stop = searchEnd(kTail);
-    uint32_t p = text_.first();
+    uint32_t p = text.first();
     while (p < stop && room()) {
-        const uint32_t hash = shiftHash(text_.at(p));
-        const uint32_t q = head_[hash];
-        head_[hash] = p;
-        uint32_t length = 0;
-        if (search_.admissible(p, q)) {
-            length = matchLength(text_.anywhere(q), text_.at(p), std::min(stop - p, kMaxMatch));
-        }
-        if (length < kMinMatch) {
+        const uint8_t* const here = text.at(p);
+        const uint32_t q = enter(shiftHash(here), p);
+        const uint32_t limit = std::min(stop - p, kMaxMatch);
+        // Three bytes decide, of four that are there: stop lies two bytes before the end.
+        if (limit < kMinMatch || !search_.admissible(p, q) ||
+            (load<uint32_t>(text.anywhere(q)) ^ load<uint32_t>(here)) << 8 != 0) {
             literal(p++);
             continue;
         }
+        const uint32_t length = matchLength(text.anywhere(q), here, limit);
         match(length, p - q);
-        for (const uint32_t next = p + length; ++p != next;)
-            head_[shiftHash(text_.at(p))] = p;
+        uint32_t hash = shiftHash(here);
+        for (const uint8_t* ahead = here + kMinMatch; ahead != here + length + 2; ++ahead) {
+            hash = shiftHash(hash, *ahead);
+            enter(hash, ++p);
+        }
+        ++p;
     }
     return p;
 }
