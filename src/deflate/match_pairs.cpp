@@ -32,13 +32,13 @@ constexpr uint32_t literalPair(uint8_t byte) {
 
 // One call's way through its source. Each parser starts at text.first(), writes pairs while there
 // is room and returns the position it reached, at most `end - tail`.
-template <Reach reach>
+template <Reach reach, class Tables>
 class Parser {
   public:
     Parser(MatchHistory& history, const CallText& text, U32* pairs, U32* pairsEnd)
-        : head_(history.head),
-          text_(text),
+        : text_(text),
           search_(history, text),
+          tables_(history),
           pairNext_(pairs),
           pairEnd_(pairsEnd) {}
 
@@ -65,9 +65,9 @@ class Parser {
         return text_.end() - std::min(tail, text_.end() - text_.first());
     }
 
-    U32* head_;
     CallText text_;
-    ChainSearch<reach> search_;
+    ChainSearch<reach, Tables> search_;
+    Tables tables_;
     U32* pairNext_;
     U32* pairEnd_;
 };
@@ -81,21 +81,18 @@ uint32_t shiftHash(const uint8_t* bytes) {
     return shiftHash(shiftHash(bytes[0], bytes[1]), bytes[2]);
 }
 
-template <Reach reach>
-uint32_t Parser<reach>::fast() {
+template <Reach reach, class Tables>
+uint32_t Parser<reach, Tables>::fast() {
     const CallText text = text_;
-    U32* const head = head_;
-    const auto enter = [head](uint32_t hash, uint32_t p) {
-        U32& latest = head[hash % kHashSize];
-        const uint32_t q = latest;
-        latest = p;
-        return q;
-    };
+    Tables tables = tables_;
     const uint32_t stop = searchEnd(kTail);
     uint32_t p = text.first();
     while (p < stop && room()) {
+        tables.makeRoom(p);
         const uint8_t* const here = text.at(p);
-        const uint32_t q = enter(shiftHash(here), p);
+        uint32_t hash = shiftHash(here);
+        const uint32_t q = tables.latest(hash % kHashSize);
+        tables.setLatest(hash % kHashSize, p);
         const uint32_t limit = std::min(stop - p, kMaxMatch);
         // Three bytes decide, of four that are there: stop lies two bytes before the end.
         if (limit < kMinMatch || !search_.admissible(p, q) ||
@@ -105,21 +102,21 @@ uint32_t Parser<reach>::fast() {
         }
         const uint32_t length = matchLength(text.anywhere(q), here, limit);
         match(length, p - q);
-        uint32_t hash = shiftHash(here);
         for (const uint8_t* ahead = here + kMinMatch; ahead != here + length + 2; ++ahead) {
             hash = shiftHash(hash, *ahead);
-            enter(hash, ++p);
+            tables.setLatest(hash % kHashSize, ++p);
         }
         ++p;
     }
     return p;
 }
 
-template <Reach reach>
-uint32_t Parser<reach>::normal() {
+template <Reach reach, class Tables>
+uint32_t Parser<reach, Tables>::normal() {
     const uint32_t stop = searchEnd(kTail);
     uint32_t p = text_.first();
     while (p < stop && room()) {
+        search_.makeRoom(p);
         const uint32_t q = search_.insert(p);
         const Match found = search_.longest(p, q, std::min(stop - p, kMaxMatch), kNormalCandidates);
         if (found.length < kMinMatch) {
@@ -135,14 +132,15 @@ uint32_t Parser<reach>::normal() {
 
 // One step of lazy evaluation: a match gives way to a strictly longer one at the next position,
 // which is then carried over to it.
-template <Reach reach>
-uint32_t Parser<reach>::best() {
+template <Reach reach, class Tables>
+uint32_t Parser<reach, Tables>::best() {
     const uint32_t stop = searchEnd(kBestTail);
     const auto limitAt = [stop](uint32_t p) { return std::min(stop - p, kMaxMatch); };
     uint32_t p = text_.first();
     bool carried = false;
     Match here{};
     while (p < stop && room()) {
+        search_.makeRoom(p);
         const uint32_t q = search_.insert(p);
         if (!carried) here = search_.longest(p, q, limitAt(p), kBestCandidates);
         const uint32_t distance = p - here.position;
@@ -169,9 +167,10 @@ struct Parsed {
     U32* pairNext;
 };
 
-template <Reach reach>
-Parsed parse(EncodeState& state, const CallText& text, U32* pairs, U32* pairsEnd) {
-    Parser<reach> parser(state.history, text, pairs, pairsEnd);
+template <Reach reach, class Tables>
+Parsed parse(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd) {
+    const CallText text = beginCall<Tables>(state.history, src, size);
+    Parser<reach, Tables> parser(state.history, text, pairs, pairsEnd);
     uint32_t p = 0;
     switch (state.level) {
         case Lz77LevelFast:
@@ -200,11 +199,18 @@ void updateChecksum(EncodeState& state, const uint8_t* src, size_t size) {
 Parsed generate(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd,
                 Lz77Flush flush) {
     const bool fullFlush = flush == Lz77FlushFull;
-    const bool afterFullFlush = state.lastFlush == Lz77FlushFull;
-    const CallText text = beginCall(state.history, src, size);
-    const Parsed parsed = fullFlush || afterFullFlush
-                              ? parse<Reach::anyDistance>(state, text, pairs, pairsEnd)
-                              : parse<Reach::window>(state, text, pairs, pairsEnd);
+    if (fullFlush && state.wideTables == 0) {
+        NarrowTables::widen(state.history);
+        state.wideTables = 1;
+    }
+    Parsed parsed{};
+    if (state.wideTables == 0) {
+        parsed = parse<Reach::window, NarrowTables>(state, src, size, pairs, pairsEnd);
+    } else if (fullFlush || state.lastFlush == Lz77FlushFull) {
+        parsed = parse<Reach::anyDistance, WideTables>(state, src, size, pairs, pairsEnd);
+    } else {
+        parsed = parse<Reach::window, WideTables>(state, src, size, pairs, pairsEnd);
+    }
     if (fullFlush) {
         dropHistory(state.history);
     } else {
