@@ -178,17 +178,39 @@ class NarrowTables {
     void setLatest(uint32_t hash, uint32_t p) {
         memory_.head[hash] = static_cast<uint16_t>(p - base_);
     }
+    // The first `count` of eight positions from p on, by 16-bit hashes. The others go to the spare
+    // entry, so that no branch depends on the count.
+    void setLatestEight(__m128i hashes, uint32_t p, uint32_t count) {
+        const __m128i lanes = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
+        const __m128i used = _mm_cmplt_epi16(lanes, _mm_set1_epi16(static_cast<short>(count)));
+        const __m128i spare = _mm_set1_epi16(static_cast<short>(kHashSize));
+        const __m128i at = _mm_or_si128(_mm_and_si128(used, hashes), _mm_andnot_si128(used, spare));
+        U16* const head = memory_.head;
+        const uint32_t above = p - base_;
+        // In this order the latest position of equal hashes wins.
+        head[_mm_extract_epi16(at, 0)] = static_cast<uint16_t>(above);
+        head[_mm_extract_epi16(at, 1)] = static_cast<uint16_t>(above + 1);
+        head[_mm_extract_epi16(at, 2)] = static_cast<uint16_t>(above + 2);
+        head[_mm_extract_epi16(at, 3)] = static_cast<uint16_t>(above + 3);
+        head[_mm_extract_epi16(at, 4)] = static_cast<uint16_t>(above + 4);
+        head[_mm_extract_epi16(at, 5)] = static_cast<uint16_t>(above + 5);
+        head[_mm_extract_epi16(at, 6)] = static_cast<uint16_t>(above + 6);
+        head[_mm_extract_epi16(at, 7)] = static_cast<uint16_t>(above + 7);
+    }
     void setBefore(uint32_t p, uint32_t q) {
         memory_.chain[p % kHistorySize] = static_cast<uint16_t>(std::min(p - q, kHistorySize));
     }
 
   private:
     struct Memory {
-        U16 head[kHashSize];
+        U16 head[kHashSize + 1];  // and the spare entry
         U16 chain[kHistorySize];
         U32 base;
     };
     static_assert(sizeof(Memory) <= offsetof(MatchHistory, window));
+    // widen() overwrites the end of the chain with its start, which it moves last.
+    static_assert(offsetof(Memory, chain) + sizeof(Memory::chain) <=
+                  offsetof(MatchHistory, chain) + sizeof(U32));
 
     static constexpr uint32_t kLeastAboveBase = kHistorySize + 1;
     static constexpr uint32_t kMostAboveBase = 0xFFFF - kMaxMatch;
@@ -278,22 +300,19 @@ inline void endCall(MatchHistory& history, const uint8_t* src, uint32_t consumed
 }
 
 // The number of equal bytes from `a` and `b` on, up to `limit`; reads no byte beyond the limit.
+//
+// By 16 bytes from the start: where a short match ends cannot be predicted, and one comparison that
+// covers most of them costs less than a loop that leaves at the right word.
 inline uint32_t matchLength(const uint8_t* a, const uint8_t* b, uint32_t limit) {
     uint32_t length = 0;
+    for (; length + 16 <= limit; length += 16) {
+        const __m128i equal =
+            _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a + length)),
+                           _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + length)));
+        const auto differing = static_cast<uint32_t>(_mm_movemask_epi8(equal)) ^ 0xFFFFU;
+        if (differing != 0) return length + static_cast<uint32_t>(std::countr_zero(differing));
+    }
     for (; length + 4 <= limit; length += 4) {
-        // Most matches end within a few bytes; longer ones go on by 16.
-        if (length == 8) {
-            for (; length + 16 <= limit; length += 16) {
-                const __m128i equal =
-                    _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a + length)),
-                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + length)));
-                const auto differing = static_cast<uint32_t>(_mm_movemask_epi8(equal)) ^ 0xFFFFU;
-                if (differing != 0) {
-                    return length + static_cast<uint32_t>(std::countr_zero(differing));
-                }
-            }
-            if (length + 4 > limit) break;
-        }
         const uint32_t differing = load<uint32_t>(a + length) ^ load<uint32_t>(b + length);
         if (differing != 0) {
             return length + static_cast<uint32_t>(std::countr_zero(differing)) / 8;

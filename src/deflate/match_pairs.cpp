@@ -1,5 +1,7 @@
 // The deflate encoder's first stage: source bytes to literal/match pairs, at three levels of
 // effort.
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -81,33 +83,73 @@ uint32_t shiftHash(const uint8_t* bytes) {
     return shiftHash(shiftHash(bytes[0], bytes[1]), bytes[2]);
 }
 
+// shiftHash of the eight positions from `bytes` on; reads ten bytes.
+__m128i shiftHashes(const uint8_t* bytes) {
+    const auto widened = [](const uint8_t* from) {
+        const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
+        return _mm_unpacklo_epi8(eight, _mm_setzero_si128());
+    };
+    const __m128i hash = _mm_xor_si128(
+        _mm_xor_si128(_mm_slli_epi16(widened(bytes), 10), _mm_slli_epi16(widened(bytes + 1), 5)),
+        widened(bytes + 2));
+    return _mm_and_si128(hash, _mm_set1_epi16(kHashSize - 1));
+}
+
+// Enters the positions of a match after its first, p. How many they are cannot be predicted, so
+// they are taken by eights. The last eight begins inside the match, so its hashes read fewer than
+// kEnterReach bytes beyond.
+constexpr uint32_t kEnterReach = 10;
+void enterMatch(NarrowTables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
+    for (uint32_t done = 1; done < length; done += 8) {
+        tables.setLatestEight(shiftHashes(bytes + done), p + done,
+                              std::min(length - done, uint32_t{8}));
+    }
+}
+
+template <class Tables>
+void enterMatchOneByOne(Tables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
+    uint32_t hash = shiftHash(bytes);
+    for (uint32_t i = 1; i < length; ++i) {
+        hash = shiftHash(hash, bytes[i + 2]);
+        tables.setLatest(hash % kHashSize, p + i);
+    }
+}
+void enterMatch(WideTables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
+    enterMatchOneByOne(tables, bytes, p, length);
+}
+
 template <Reach reach, class Tables>
 uint32_t Parser<reach, Tables>::fast() {
     const CallText text = text_;
     Tables tables = tables_;
+    U32* pairNext = pairNext_;
+    U32* const pairEnd = pairEnd_;
     const uint32_t stop = searchEnd(kTail);
     uint32_t p = text.first();
-    while (p < stop && room()) {
+    while (p < stop && pairNext != pairEnd) {
         tables.makeRoom(p);
         const uint8_t* const here = text.at(p);
-        uint32_t hash = shiftHash(here);
+        const uint32_t hash = shiftHash(here);
         const uint32_t q = tables.latest(hash % kHashSize);
         tables.setLatest(hash % kHashSize, p);
         const uint32_t limit = std::min(stop - p, kMaxMatch);
         // Three bytes decide, of four that are there: stop lies two bytes before the end.
-        if (limit < kMinMatch || !search_.admissible(p, q) ||
+        if (!search_.admissible(p, q) || limit < kMinMatch ||
             (load<uint32_t>(text.anywhere(q)) ^ load<uint32_t>(here)) << 8 != 0) {
-            literal(p++);
+            *pairNext++ = literalPair(*here);
+            ++p;
             continue;
         }
         const uint32_t length = matchLength(text.anywhere(q), here, limit);
-        match(length, p - q);
-        for (const uint8_t* ahead = here + kMinMatch; ahead != here + length + 2; ++ahead) {
-            hash = shiftHash(hash, *ahead);
-            tables.setLatest(hash % kHashSize, ++p);
+        *pairNext++ = pairOf(length, p - q);
+        if (text.end() - p - length >= kEnterReach) {
+            enterMatch(tables, here, p, length);
+        } else {
+            enterMatchOneByOne(tables, here, p, length);
         }
-        ++p;
+        p += length;
     }
+    pairNext_ = pairNext;
     return p;
 }
 
