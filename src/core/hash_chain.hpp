@@ -39,12 +39,14 @@ constexpr uint32_t kRebaseAt = 1U << 30;
 static_assert(uint64_t{kRebaseAt} + 0x7FFFFFFFU + kHistorySize < kNoPosition);
 
 // Tabulation hashing (Zobrist): one row of 15-bit values for each of three bytes. The first entries
-// of the rows are fixed; the others come from a generator.
+// of the rows are fixed; the others come from a generator, whose seed was the best of 1 to 1024 for
+// the frequent triples (8 times or more in 4 MB) of English text, C headers and an executable: it
+// lets 42 % fewer pairs of different occurrences collide than the mean seed does.
 constexpr std::array<std::array<uint16_t, 256>, 3> makeTabulationRows() {
     constexpr uint16_t kFirst[3][4] = {
         {18845, 15810, 11527, 28763}, {23403, 25964, 7330, 5756}, {23616, 7640, 29028, 30668}};
     std::array<std::array<uint16_t, 256>, 3> rows{};
-    uint64_t state = 1;
+    uint64_t state = 757;
     for (size_t row = 0; row < 3; ++row) {
         for (size_t i = 0; i < 256; ++i) {
             // splitmix64 (Steele, Lea and Flood, 2014)
