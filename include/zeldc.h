@@ -262,36 +262,199 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /* Deflate encoder                                                          */
 /* ======================================================================== */
 
+/*
+ * Deflate (RFC 1951) in stages that the caller drives, over one Lz77EncodeState. Per block:
+ *
+ *   1. zelsEncodeLZ77_8u turns source bytes into pairs, in an array of the caller's or the state's;
+ *   2. zelsEncodeLZ77SetStatus_8u(Lz77StatusCode) begins a block;
+ *   3. zelsEncodeLZ77SelectHuffMode_8u may be asked which kind of block to write;
+ *   4. zelsEncodeLZ77FixedHuff_8u or zelsEncodeLZ77DynamicHuff_8u codes the pairs, or
+ *      zelsEncodeLZ77StoredBlock_8u copies the bytes, until it returns something other than
+ *      zelStsDstFull; with the same flush mode as step 1.
+ *
+ * After the final block: SetStatus(Lz77StatusFinal), then zelsEncodeLZ77Flush_8u writes the
+ * trailer. There is no header around the stream: raw deflate, then the trailer.
+ *
+ * The stream is the same for every way of cutting the destination, down to one byte at a time. What
+ * a call could not write (part of a code, header, end of block, marker) stays in the state and is
+ * written first by the next call, whatever its flush mode.
+ */
+
+/*
+ * Writes the size of a state in bytes, 598928, to *pSize.
+ *
+ * zelStsNullPointer: pSize is null.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77GetSize_8u(int32_t* pSize);
+
+/*
+ * Prepares pState, 598928 bytes at any address. `level` is an Lz77Level (any unlisted value means
+ * normal). `checksum` is an Lz77Checksum; with an unlisted value none is kept and the trailer
+ * cannot be written. The running checksum starts at 0 for both kinds; for Adler-32 this differs
+ * from RFC 1950, where it starts at 1, and is kept so.
+ *
+ * zelStsNullPointer: pState is null.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77Init_8u(Lz77Level level, Lz77Checksum checksum,
                                           Lz77EncodeState* pState);
+
+/*
+ * Allocates a state, prepares it as zelsEncodeLZ77Init_8u does and stores it in *ppState; release
+ * it with zelsLZ77Free_8u.
+ *
+ * zelStsNullPointer: ppState is null. zelStsNoMemory: no memory; *ppState is unwritten.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77InitAlloc_8u(Lz77Level level, Lz77Checksum checksum,
                                                Lz77EncodeState** ppState);
+
+/*
+ * Begins a new stream with the same level and checksum kind: drops history, checksum, counters,
+ * bits that wait and everything else still to be written, and returns to the state's own pair
+ * buffer, with index 0 and length 65280. The status that SetStatus stored and the block coders'
+ * phase stay: call SetStatus(Lz77StatusCode) before the first block. pState is not tested.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77Reset_8u(Lz77EncodeState* pState);
+
+/* Writes the status that SetStatus stored last to *pStatus. Neither pointer is tested. */
 ZELDC_API ZelStatus zelsEncodeLZ77GetStatus_8u(Lz77EncodeStatus* pStatus,
                                                const Lz77EncodeState* pState);
+
+/*
+ * Stores `status`, any value. pState is not tested. Two values do more:
+ *
+ * - Lz77StatusCollect: the pair buffer's index becomes 0 and its length 65280. This holds after
+ *   zelsEncodeLZ77SetPairs_8u too, whatever the size of the caller's array: hand the array to
+ *   SetPairs again if it is shorter.
+ * - Lz77StatusCode: a block begins, whose header the next block coder writes; counts that the mode
+ *   selection made are dropped. The pair buffer's length becomes its index, the number of pairs
+ *   collected, and its index 0.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77SetStatus_8u(Lz77EncodeStatus status, Lz77EncodeState* pState);
+
+/*
+ * Writes the pair buffer's address, index and length. After Init the buffer is the state's own,
+ * of 65280 pairs; pairs that zelsEncodeLZ77_8u writes into it are added to the index. The address
+ * is as unaligned as the state's.
+ *
+ * zelStsNullPointer: an argument is null; nothing is written.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77GetPairs_8u(Lz77Pair** ppPairs, int32_t* pPairsInd,
                                               int32_t* pPairsLen, Lz77EncodeState* pState);
-ZELDC_API ZelStatus zelsEncodeLZ77SetPairs_8u(Lz77Pair* pPairs, int32_t pairsInd,
-                                              int32_t pairsLen, Lz77EncodeState* pState);
+
+/*
+ * Makes the caller's array the pair buffer, with this index and length, until Init, Reset or
+ * another SetPairs. The state only keeps the three values for GetPairs; the index of a caller's
+ * array is moved by the caller.
+ *
+ * zelStsNullPointer: pPairs or pState is null.
+ */
+ZELDC_API ZelStatus zelsEncodeLZ77SetPairs_8u(Lz77Pair* pPairs, int32_t pairsInd, int32_t pairsLen,
+                                              Lz77EncodeState* pState);
+
+/*
+ * Finds matches: turns *pSrcLen bytes at *ppSrc into pairs at *ppPairs, where *pPairsLen records
+ * are free, and updates the checksum. All four are advanced by what was consumed and written.
+ *
+ * Matches have 3 to 258 bytes and reach less than 32768 back, over earlier calls too, and never
+ * cover the last two bytes of a call (best level: three), which become literals whatever follows.
+ * Fast: a rolling hash of three bytes with one candidate. Normal: a tabulation hash (Zobrist) with
+ * a chain of up to 16 candidates, the longest match, the nearest of equal ones. Best: up to 512
+ * candidates; a match gives way to a literal where the next position has a strictly longer one, and
+ * matches of three bytes more than 4096 back are not used.
+ *
+ * Lz77FlushFull drops the history after the call, and the counter of input bytes, which is the
+ * length in the CRC trailer, starts at 0 again. Both in such a call and in the next one matches may
+ * reach any distance (in the next one within its own bytes), so two duties are the caller's:
+ *
+ * - Give either call at most 32768 bytes. Longer ones may yield distances that deflate cannot
+ *   express; they are stored as their low 16 bits.
+ * - Use it only where the counter is 0: for the first call of a stream, or after another full
+ *   flush. A later one counts, for *ppSrc, *pSrcLen and the checksum, not the bytes consumed but
+ *   the counter at entry plus these. It then reads that many bytes from *ppSrc, which must be
+ *   there, advances *ppSrc past them, and may leave *pSrcLen negative.
+ *
+ * zelStsNullPointer: ppSrc, pPairsLen, pSrcLen or ppPairs, then *ppPairs or pState is null.
+ * zelStsBadSize: *pPairsLen is negative, then *pSrcLen is. zelStsDstFull: *pPairsLen is 0 (even
+ * without source; nothing changes), or the pair space ran out before the source, which is then
+ * continued by the next call. zelStsOk otherwise; nothing changes where *pSrcLen is 0.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77_8u(const uint8_t** ppSrc, int32_t* pSrcLen, Lz77Pair** ppPairs,
-                                      int32_t* pPairsLen, Lz77Flush flush,
-                                      Lz77EncodeState* pState);
+                                      int32_t* pPairsLen, Lz77Flush flush, Lz77EncodeState* pState);
+
+/*
+ * Says whether a dynamic block is likely to be worth its header for these pairs, by how far the
+ * most frequent literal/length symbol stands out from the one of mean rank. At the start of a block
+ * (after SetStatus(Lz77StatusCode)) the pairs are counted and *pHuffMode is decided, to
+ * Lz77HuffModeFixed without pairs; later calls for the same block repeat the decision.
+ *
+ * The counts are kept for zelsEncodeLZ77DynamicHuff_8u, so give both the same pairs. They hold each
+ * match's distance code as a literal/length symbol as well, which is kept: a dynamic block after a
+ * selection is a little larger than one without.
+ *
+ * zelStsNullPointer: pPairs, pHuffMode or pState is null. zelStsBadSize: pairsLen is negative.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77SelectHuffMode_8u(const Lz77Pair* pPairs, int32_t pairsLen,
                                                     Lz77HuffMode* pHuffMode,
                                                     Lz77EncodeState* pState);
+
+/*
+ * Codes *pSrcLen pairs at *ppSrc as a block with the fixed or with its own Huffman codes (RFC 1951,
+ * sections 3.2.6 and 3.2.7) into *pDstLen bytes at *ppDst. All four are advanced. Give a block's
+ * pairs in one call, and in the calls that resume it after zelStsDstFull the rest of them: the
+ * codes of a dynamic block are built from the pairs of its first call, as optimal ones limited to
+ * 15 bits (ITU-T T.81, K.2). Called without SetStatus(Lz77StatusCode) before, a block is written
+ * without a header.
+ *
+ * After the pairs comes the end of the block, then what `flush` asks for:
+ *
+ * - Lz77FlushNone: nothing; the next block continues at the same bit.
+ * - Lz77FlushSync, Lz77FlushFull: an empty stored block, 00 00 FF FF after padding.
+ * - Lz77FlushFinal: padding to a byte. The block is marked as the final one. Where the last
+ *   zelsEncodeLZ77_8u left source to be coded, the block is an ordinary one as with Lz77FlushNone.
+ *
+ * A call without pairs finishes what is due of the block before, or writes an empty block after
+ * SetStatus(Lz77StatusCode).
+ *
+ * Pairs of no known origin are masked into the format's ranges; what they decode to is undefined.
+ *
+ * zelStsNullPointer: ppSrc, pSrcLen, ppDst or pDstLen, then *ppDst or pState is null.
+ * zelStsBadSize: *pDstLen or *pSrcLen is negative. zelStsDstFull: the destination is empty or could
+ * not take everything. zelStsStreamEnd: the final block is complete. zelStsOk: any other is.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77FixedHuff_8u(const Lz77Pair** ppSrc, int32_t* pSrcLen,
                                                uint8_t** ppDst, int32_t* pDstLen, Lz77Flush flush,
                                                Lz77EncodeState* pState);
 ZELDC_API ZelStatus zelsEncodeLZ77DynamicHuff_8u(const Lz77Pair** ppSrc, int32_t* pSrcLen,
-                                                 uint8_t** ppDst, int32_t* pDstLen,
-                                                 Lz77Flush flush, Lz77EncodeState* pState);
+                                                 uint8_t** ppDst, int32_t* pDstLen, Lz77Flush flush,
+                                                 Lz77EncodeState* pState);
+
+/*
+ * Writes *pSrcLen bytes (at most 65535) at *ppSrc as a stored block, the final one if `flush` is
+ * Lz77FlushFinal, whatever source the match finder has left. The other modes do not differ: a
+ * stored block ends on a byte. After zelStsDstFull the next call passes the rest of the block's
+ * bytes. The match finder has to have seen the bytes if later matches are to reach back to them.
+ *
+ * zelStsNullPointer: an argument, *ppSrc or *ppDst is null. zelStsBadSize: *pSrcLen or *pDstLen is
+ * negative. zelStsDstFull: *pDstLen is 0, or the destination could not take everything.
+ * zelStsBadSize: *pSrcLen is above 65535. zelStsStreamEnd: the final block is complete.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77StoredBlock_8u(const uint8_t** ppSrc, int32_t* pSrcLen,
-                                                 uint8_t** ppDst, int32_t* pDstLen,
-                                                 Lz77Flush flush, Lz77EncodeState* pState);
+                                                 uint8_t** ppDst, int32_t* pDstLen, Lz77Flush flush,
+                                                 Lz77EncodeState* pState);
+
+/*
+ * Writes the trailer: for Lz77ChecksumAdler32 its 4 bytes, most significant first; else 8 bytes,
+ * the CRC-32 (0 for Lz77ChecksumNone) and the counter of input bytes modulo 2^32, each least
+ * significant byte first. The final block has to be complete, which ends it on a byte. No pointer
+ * is tested.
+ *
+ * zelStsBadData: the status is not Lz77StatusFinal, or the checksum kind is not a listed one.
+ * zelStsDstFull: the destination could not take everything; the next call goes on.
+ */
 ZELDC_API ZelStatus zelsEncodeLZ77Flush_8u(uint8_t** ppDst, int32_t* pDstLen,
                                            Lz77EncodeState* pState);
+
+/* Releases a state of zelsEncodeLZ77InitAlloc_8u or zelsDecodeLZ77InitAlloc_8u; null is ignored. */
 ZELDC_API void zelsLZ77Free_8u(void* pState);
 
 /* ======================================================================== */

@@ -328,9 +328,9 @@ TEST(DeflateEncode, SkewedCountsStayWithinTheCodeLimits) {
     Encoder encoder;
     encoder.begin();
     Bytes out;
-    EXPECT_EQ(
-        runCoder(kPairCoders[1], pairs, pieces(kLargestPiece), Lz77FlushFinal, encoder.state(), out),
-        zelStsStreamEnd);
+    EXPECT_EQ(runCoder(kPairCoders[1], pairs, pieces(kLargestPiece), Lz77FlushFinal,
+                       encoder.state(), out),
+              zelStsStreamEnd);
     const Inflated inflated = inflateRaw(out, expected.size());
     EXPECT_TRUE(inflated.ended && inflated.bytes == expected);
 

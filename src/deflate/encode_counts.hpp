@@ -20,27 +20,35 @@ struct LitLenCounts {
 
 // Literal and length symbols without end of block, and distance codes.
 inline void countPairs(PairSource pairs, LitLenCounts& litLen, DistanceCounts& distances) {
-    // Two rounds of tables, so that a run of one value does not wait for its own last store.
+    // Two rounds of tables, so that a run of one value does not wait for its own last store. Which
+    // pairs are literals is hard to predict, so a literal is counted without a branch, as distance
+    // 0 = code 29 as well, and taken off there at the end.
     uint32_t strings[2][512] = {};
     uint32_t distanceCodes[2][kDistanceSymbols] = {};
-    uint32_t round = 0;
-    for (const PairWord* next = pairs.next; next != pairs.end; ++next, round ^= 1) {
-        const uint32_t pair = *next;
+    const auto countOne = [&](uint32_t pair, uint32_t round) {
         const uint32_t distance = pair >> 16;
-        if (distance == 0) {
-            ++strings[round][literalIndex(pair)];
-        } else {
-            ++strings[round][lengthIndex(pair & 0xFFFF)];
-            ++distanceCodes[round][kDistanceCodeOf[distanceSlot(distanceBack(distance))]];
-        }
+        const uint32_t isMatch = distance != 0 ? 1 : 0;
+        const uint32_t string = ((pair - isMatch * kShortestMatch) & 0xFF) + isMatch * 256;
+        ++strings[round][string];
+        ++distanceCodes[round][kDistanceCodeOf[distanceSlot(distanceBack(distance))]];
+    };
+    const PairWord* next = pairs.next;
+    for (; pairs.end - next >= 2; next += 2) {
+        countOne(next[0], 0);
+        countOne(next[1], 1);
     }
+    if (next != pairs.end) countOne(*next, 0);
+
+    uint32_t literals = 0;
     for (uint32_t i = 0; i < 256; ++i) {
+        literals += strings[0][i] + strings[1][i];
         litLen.of[i] += strings[0][i] + strings[1][i];
         litLen.of[kFirstLengthSymbol + kLengthCodeOf[i]] +=
             strings[0][256 + i] + strings[1][256 + i];
     }
     for (int32_t code = 0; code < kDistanceSymbols; ++code)
         distances.of[code] += distanceCodes[0][code] + distanceCodes[1][code];
+    distances.of[kDistanceCodeOf[distanceSlot(distanceBack(0))]] -= literals;
 }
 
 }  // namespace zeldc::deflate

@@ -17,6 +17,7 @@ void useOwnPairs(EncodeState& state) {
 
 // What Init and Reset have in common; the tables are theirs.
 void clearStream(EncodeState& state) {
+    state.wideTables = 0;
     state.checksum = 0;
     state.totalIn = 0;
     state.sourceLeft = 0;
@@ -30,7 +31,7 @@ void clearStream(EncodeState& state) {
 }
 
 void init(EncodeState& state, Lz77Level level, Lz77Checksum checksum) {
-    initHistory(state.history);
+    NarrowTables::init(state.history);
     clearStream(state);
     state.level = level;
     state.checksumKind = checksum;
@@ -84,7 +85,7 @@ ZelStatus zelsEncodeLZ77InitAlloc_8u(Lz77Level level, Lz77Checksum checksum,
 
 ZelStatus zelsEncodeLZ77Reset_8u(Lz77EncodeState* pState) {
     auto& state = stateAt<EncodeState>(pState);
-    restartHistory(state.history);
+    NarrowTables::restart(state.history);
     deflate::clearStream(state);
     return zelStsOk;
 }

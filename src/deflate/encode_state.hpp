@@ -53,6 +53,10 @@ struct EncodeState {
     MatchHistory history;
     U32 ownPairs[kPairCapacity];
 
+    // The tables start narrow. A full flush asks for distances and stale positions that only wide
+    // ones can hold, until the next Init or Reset.
+    uint8_t wideTables;
+
     S32 level;
     S32 checksumKind;
     U32 checksum;

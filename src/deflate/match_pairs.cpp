@@ -1,5 +1,7 @@
 // The deflate encoder's first stage: source bytes to literal/match pairs, at three levels of
 // effort.
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -32,13 +34,13 @@ constexpr uint32_t literalPair(uint8_t byte) {
 
 // One call's way through its source. Each parser starts at text.first(), writes pairs while there
 // is room and returns the position it reached, at most `end - tail`.
-template <Reach reach>
+template <Reach reach, class Tables>
 class Parser {
   public:
     Parser(MatchHistory& history, const CallText& text, U32* pairs, U32* pairsEnd)
-        : head_(history.head),
-          text_(text),
+        : text_(text),
           search_(history, text),
+          tables_(history),
           pairNext_(pairs),
           pairEnd_(pairsEnd) {}
 
@@ -65,48 +67,98 @@ class Parser {
         return text_.end() - std::min(tail, text_.end() - text_.first());
     }
 
-    U32* head_;
     CallText text_;
-    ChainSearch<reach> search_;
+    ChainSearch<reach, Tables> search_;
+    Tables tables_;
     U32* pairNext_;
     U32* pairEnd_;
 };
 
-// Hash of three bytes by shifts: a byte leaves it after three steps.
+// Hash of three bytes by shifts. A byte leaves it after three steps, by the bits above the fifteen
+// that count.
+uint32_t shiftHash(uint32_t hash, uint8_t byte) {
+    return hash << 5 ^ byte;
+}
 uint32_t shiftHash(const uint8_t* bytes) {
-    return (static_cast<uint32_t>(bytes[0]) << 10 ^ static_cast<uint32_t>(bytes[1]) << 5 ^
-            bytes[2]) &
-           (kHashSize - 1);
+    return shiftHash(shiftHash(bytes[0], bytes[1]), bytes[2]);
 }
 
-template <Reach reach>
-uint32_t Parser<reach>::fast() {
+// shiftHash of the eight positions from `bytes` on; reads ten bytes.
+__m128i shiftHashes(const uint8_t* bytes) {
+    const auto widened = [](const uint8_t* from) {
+        const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
+        return _mm_unpacklo_epi8(eight, _mm_setzero_si128());
+    };
+    const __m128i hash = _mm_xor_si128(
+        _mm_xor_si128(_mm_slli_epi16(widened(bytes), 10), _mm_slli_epi16(widened(bytes + 1), 5)),
+        widened(bytes + 2));
+    return _mm_and_si128(hash, _mm_set1_epi16(kHashSize - 1));
+}
+
+// Enters the positions of a match after its first, p. How many they are cannot be predicted, so
+// they are taken by eights. The last eight begins inside the match, so its hashes read fewer than
+// kEnterReach bytes beyond.
+constexpr uint32_t kEnterReach = 10;
+void enterMatch(NarrowTables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
+    for (uint32_t done = 1; done < length; done += 8) {
+        tables.setLatestEight(shiftHashes(bytes + done), p + done,
+                              std::min(length - done, uint32_t{8}));
+    }
+}
+
+template <class Tables>
+void enterMatchOneByOne(Tables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
+    uint32_t hash = shiftHash(bytes);
+    for (uint32_t i = 1; i < length; ++i) {
+        hash = shiftHash(hash, bytes[i + 2]);
+        tables.setLatest(hash % kHashSize, p + i);
+    }
+}
+void enterMatch(WideTables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
+    enterMatchOneByOne(tables, bytes, p, length);
+}
+
+template <Reach reach, class Tables>
+uint32_t Parser<reach, Tables>::fast() {
+    const CallText text = text_;
+    Tables tables = tables_;
+    U32* pairNext = pairNext_;
+    U32* const pairEnd = pairEnd_;
     const uint32_t stop = searchEnd(kTail);
-    uint32_t p = text_.first();
-    while (p < stop && room()) {
-        const uint32_t hash = shiftHash(text_.at(p));
-        const uint32_t q = head_[hash];
-        head_[hash] = p;
-        uint32_t length = 0;
-        if (search_.admissible(p, q)) {
-            length = matchLength(text_.anywhere(q), text_.at(p), std::min(stop - p, kMaxMatch));
-        }
-        if (length < kMinMatch) {
-            literal(p++);
+    uint32_t p = text.first();
+    while (p < stop && pairNext != pairEnd) {
+        tables.makeRoom(p);
+        const uint8_t* const here = text.at(p);
+        const uint32_t hash = shiftHash(here);
+        const uint32_t q = tables.latest(hash % kHashSize);
+        tables.setLatest(hash % kHashSize, p);
+        const uint32_t limit = std::min(stop - p, kMaxMatch);
+        // Three bytes decide, of four that are there: stop lies two bytes before the end.
+        if (!search_.admissible(p, q) || limit < kMinMatch ||
+            (load<uint32_t>(text.anywhere(q)) ^ load<uint32_t>(here)) << 8 != 0) {
+            *pairNext++ = literalPair(*here);
+            ++p;
             continue;
         }
-        match(length, p - q);
-        for (const uint32_t next = p + length; ++p != next;)
-            head_[shiftHash(text_.at(p))] = p;
+        const uint32_t length = matchLength(text.anywhere(q), here, limit);
+        *pairNext++ = pairOf(length, p - q);
+        if (text.end() - p - length >= kEnterReach) {
+            enterMatch(tables, here, p, length);
+        } else {
+            enterMatchOneByOne(tables, here, p, length);
+        }
+        p += length;
     }
+    pairNext_ = pairNext;
     return p;
 }
 
-template <Reach reach>
-uint32_t Parser<reach>::normal() {
+template <Reach reach, class Tables>
+uint32_t Parser<reach, Tables>::normal() {
     const uint32_t stop = searchEnd(kTail);
     uint32_t p = text_.first();
     while (p < stop && room()) {
+        search_.makeRoom(p);
         const uint32_t q = search_.insert(p);
         const Match found = search_.longest(p, q, std::min(stop - p, kMaxMatch), kNormalCandidates);
         if (found.length < kMinMatch) {
@@ -122,14 +174,15 @@ uint32_t Parser<reach>::normal() {
 
 // One step of lazy evaluation: a match gives way to a strictly longer one at the next position,
 // which is then carried over to it.
-template <Reach reach>
-uint32_t Parser<reach>::best() {
+template <Reach reach, class Tables>
+uint32_t Parser<reach, Tables>::best() {
     const uint32_t stop = searchEnd(kBestTail);
     const auto limitAt = [stop](uint32_t p) { return std::min(stop - p, kMaxMatch); };
     uint32_t p = text_.first();
     bool carried = false;
     Match here{};
     while (p < stop && room()) {
+        search_.makeRoom(p);
         const uint32_t q = search_.insert(p);
         if (!carried) here = search_.longest(p, q, limitAt(p), kBestCandidates);
         const uint32_t distance = p - here.position;
@@ -156,9 +209,10 @@ struct Parsed {
     U32* pairNext;
 };
 
-template <Reach reach>
-Parsed parse(EncodeState& state, const CallText& text, U32* pairs, U32* pairsEnd) {
-    Parser<reach> parser(state.history, text, pairs, pairsEnd);
+template <Reach reach, class Tables>
+Parsed parse(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd) {
+    const CallText text = beginCall<Tables>(state.history, src, size);
+    Parser<reach, Tables> parser(state.history, text, pairs, pairsEnd);
     uint32_t p = 0;
     switch (state.level) {
         case Lz77LevelFast:
@@ -187,11 +241,18 @@ void updateChecksum(EncodeState& state, const uint8_t* src, size_t size) {
 Parsed generate(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd,
                 Lz77Flush flush) {
     const bool fullFlush = flush == Lz77FlushFull;
-    const bool afterFullFlush = state.lastFlush == Lz77FlushFull;
-    const CallText text = beginCall(state.history, src, size);
-    const Parsed parsed = fullFlush || afterFullFlush
-                              ? parse<Reach::anyDistance>(state, text, pairs, pairsEnd)
-                              : parse<Reach::window>(state, text, pairs, pairsEnd);
+    if (fullFlush && state.wideTables == 0) {
+        NarrowTables::widen(state.history);
+        state.wideTables = 1;
+    }
+    Parsed parsed{};
+    if (state.wideTables == 0) {
+        parsed = parse<Reach::window, NarrowTables>(state, src, size, pairs, pairsEnd);
+    } else if (fullFlush || state.lastFlush == Lz77FlushFull) {
+        parsed = parse<Reach::anyDistance, WideTables>(state, src, size, pairs, pairsEnd);
+    } else {
+        parsed = parse<Reach::window, WideTables>(state, src, size, pairs, pairsEnd);
+    }
     if (fullFlush) {
         dropHistory(state.history);
     } else {
