@@ -60,6 +60,9 @@ static_assert(kDistanceCodeBits <= kRefilledBits);
 static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);  // without a subtable
 static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits <= kRefilledBits);
 
+// Everything down to the loads is forced inline: compiled for another tier than its caller, a
+// function would be called, once for each symbol.
+//
 // Bits above bitCount are bits of the stream too, to be ORed in again at the same place; only the
 // low five or six bits of bitCount count.
 struct KernelBits {
@@ -68,7 +71,8 @@ struct KernelBits {
     uint32_t bitCount;
 
     [[gnu::always_inline]] void refill() {
-        bitBuf |= load<Word>(srcNext) << (bitCount & (kWordBits - 1));
+        bitBuf |= reinterpret_cast<const Unaligned<Word>*>(srcNext)->value
+                  << (bitCount & (kWordBits - 1));
         srcNext += sizeof(Word) - 1;
         srcNext -= bitCount >> 3 & (sizeof(Word) - 1);
         bitCount |= kRefilledBits;
@@ -84,11 +88,11 @@ struct KernelBits {
         return payload(entry) + static_cast<uint32_t>(both >> (entry >> 8 & (kWordBits - 1)));
     }
     [[gnu::always_inline]] Entry lookUp(const U32* table, int32_t indexBits) const {
-        return table[bitBuf & ((Word{1} << indexBits) - 1)];
+        return table[bitBuf & ((Word{1} << indexBits) - 1)].value;
     }
     [[gnu::always_inline]] Entry follow(const U32* table, Entry link) const {
-        return table[(payload(link)) +
-                     static_cast<uint32_t>(bitBuf & ((Word{1} << codeLength(link)) - 1))];
+        const Word index = bitBuf & ((Word{1} << codeLength(link)) - 1);
+        return table[payload(link) + static_cast<uint32_t>(index)].value;
     }
 };
 
@@ -138,7 +142,7 @@ class PairSink {
 
   private:
     [[gnu::always_inline]] void put(uint32_t pair) {
-        store(next_, pair);
+        reinterpret_cast<U32*>(next_)->value = pair;
         next_ += sizeof pair;
     }
 

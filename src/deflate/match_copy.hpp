@@ -15,11 +15,11 @@ void copyOverlapping(uint8_t* dst, uint32_t distance, uint32_t count);
 // How far copyWide may write behind a match, and read behind its source.
 constexpr int32_t kCopyOverrun = 31;
 
-inline void copy16(uint8_t* dst, const uint8_t* src) {
+[[gnu::always_inline]] inline void copy16(uint8_t* dst, const uint8_t* src) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
                      _mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
 }
-inline void copy8(uint8_t* dst, const uint8_t* src) {
+[[gnu::always_inline]] inline void copy8(uint8_t* dst, const uint8_t* src) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(dst),
                      _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src)));
 }
