@@ -100,7 +100,7 @@ class ByteSink {
   public:
     static constexpr int32_t kMargin = kByteMargin;
 
-    explicit ByteSink(const KernelIo& io)
+    [[gnu::always_inline]] explicit ByteSink(const KernelIo& io)
         : next_(io.dstNext), start_(io.dstStart), windowEnd_(io.windowEnd) {}
 
     [[gnu::always_inline]] void literal(Entry entry) {
@@ -119,7 +119,7 @@ class ByteSink {
         next_ += length;
         return true;
     }
-    uint8_t* next() const { return next_; }
+    [[gnu::always_inline]] uint8_t* next() const { return next_; }
 
   private:
     uint8_t* next_;
@@ -131,14 +131,14 @@ class PairSink {
   public:
     static constexpr int32_t kMargin = kPairMargin;
 
-    explicit PairSink(const KernelIo& io) : next_(io.dstNext) {}
+    [[gnu::always_inline]] explicit PairSink(const KernelIo& io) : next_(io.dstNext) {}
 
     [[gnu::always_inline]] void literal(Entry entry) { put(entry >> 16 & 0xFF); }
     [[gnu::always_inline]] bool match(uint32_t length, uint32_t distance) {
         put(length | distance << 16);
         return true;
     }
-    uint8_t* next() const { return next_; }
+    [[gnu::always_inline]] uint8_t* next() const { return next_; }
 
   private:
     [[gnu::always_inline]] void put(uint32_t pair) {
@@ -149,23 +149,23 @@ class PairSink {
     uint8_t* next_;
 };
 
-// Puts the reader back by `bits`, which it has consumed since it was at `io`. Bits that were
+// The reader put back by `back` bits, which it has consumed since it was at `io`. Bits that were
 // buffered there cannot be read again from the source.
-inline void rewind(KernelBits& bits, const KernelIo& io, uint32_t back) {
+inline KernelBits rewind(KernelBits bits, const KernelIo& io, uint32_t back) {
     const uint32_t left = bits.bitCount & (kWordBits - 1);
     const auto buffered = static_cast<uint32_t>(io.bitCount);
     const uint64_t consumed =
         static_cast<uint64_t>(bits.srcNext - io.srcNext) * 8 + buffered - left - back;
     if (consumed < buffered) {
-        bits = {io.srcNext, io.bitBuf >> consumed, buffered - static_cast<uint32_t>(consumed)};
-        return;
+        return {io.srcNext, io.bitBuf >> consumed, buffered - static_cast<uint32_t>(consumed)};
     }
     const uint64_t fromSource = consumed - buffered;
     const auto used = static_cast<uint32_t>(fromSource) % 8;
     bits = {io.srcNext + fromSource / 8, 0, 0};
-    if (used == 0) return;
+    if (used == 0) return bits;
     bits.bitBuf = static_cast<Word>(*bits.srcNext++) >> used;
     bits.bitCount = 8 - used;
+    return bits;
 }
 
 // Decodes until the margins are used up, the block ends or something is left to the caller. On
@@ -225,7 +225,7 @@ template <class Sink>
             if (entry & kExceptional) {
                 bits.consume(entry);
                 result = entry & kBlockEnd ? kAtBlockEnd : kAtInvalid;
-                if (result == kAtInvalid) rewind(bits, io, symbolBits);
+                if (result == kAtInvalid) bits = rewind(bits, io, symbolBits);
                 break;
             }
         }
@@ -242,7 +242,7 @@ template <class Sink>
             }
             if (entry & kExceptional) {
                 result = kAtInvalid;
-                rewind(bits, io, symbolBits);
+                bits = rewind(bits, io, symbolBits);
                 break;
             }
         }
