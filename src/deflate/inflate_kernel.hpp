@@ -83,7 +83,7 @@ struct KernelBits {
     }
     // Consumes a length's or distance's entry and gives its value.
     [[gnu::always_inline]] uint32_t consumeValue(Entry entry) {
-        const Word both = bitBuf & ((Word{1} << (entry & (kWordBits - 1))) - 1);
+        const Word both = bitBuf & ((Word{1} << static_cast<uint8_t>(entry)) - 1);
         consume(entry);
         return payload(entry) + static_cast<uint32_t>(both >> (entry >> 8 & (kWordBits - 1)));
     }
@@ -231,8 +231,8 @@ template <class Sink>
         }
         const uint32_t length = bits.consumeValue(entry);
 
-        if (!kWideWord) bits.refill();
         entry = bits.lookUp(distances, kDistanceBits);
+        if (!kWideWord) bits.refill();
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
@@ -249,8 +249,8 @@ template <class Sink>
         const uint32_t distance = bits.consumeValue(entry);
 
         // The next symbol's entry is on its way while the match is copied.
-        bits.refill();
         entry = bits.lookUp(litLen, kLitLenBits);
+        bits.refill();
         if (!sink.match(length, distance)) [[unlikely]] {
             result = static_cast<int32_t>(length << 16 | distance);
             break;
