@@ -137,7 +137,8 @@ void anyOrder(const uint8_t* data, size_t size) {
                 break;
             case 7: {
                 Pairs raw(give / sizeof(Lz77Pair) + 1);
-                std::memcpy(static_cast<void*>(raw.data()), piece.data(), give / 4 * 4);
+                if (give >= 4)
+                    std::memcpy(static_cast<void*>(raw.data()), piece.data(), give / 4 * 4);
                 out.clear();
                 target.expand(raw, room.size(), out);
                 break;
