@@ -11,7 +11,7 @@
 namespace fuzz {
 
 // Streams that would grow beyond this are left where they reach it.
-constexpr size_t kMostOutput = 1 << 20;
+constexpr size_t kMostOutput = 1 << 16;
 
 struct Verdict {
     bool complete = false;  // the final block has ended

@@ -60,11 +60,28 @@ static_assert(kDistanceCodeBits <= kRefilledBits);
 static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);  // without a subtable
 static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits <= kRefilledBits);
 
+// How a tier masks: the low bits of a word, as many as the low byte of `count` says.
+struct PlainTier {
+    [[gnu::always_inline]] static Word lowBits(Word word, uint32_t count) {
+        return word & ((Word{1} << (count & (kWordBits - 1))) - 1);
+    }
+};
+// From C++, compilers hoist the constant that is shifted out of the loop and with it lose the one
+// instruction, which also needs no byte extracted first.
+struct Bmi2Tier {
+    [[gnu::always_inline]] static Word lowBits(Word word, uint32_t count) {
+        Word low = 0;
+        __asm__("bzhi %2, %1, %0" : "=r"(low) : "rm"(word), "r"(Word{count}) : "cc");
+        return low;
+    }
+};
+
 // Everything down to the loads is forced inline: compiled for another tier than its caller, a
 // function would be called, once for each symbol.
 //
 // Bits above bitCount are bits of the stream too, to be ORed in again at the same place; only the
 // low five or six bits of bitCount count.
+template <class Tier>
 struct KernelBits {
     const uint8_t* srcNext;
     Word bitBuf;
@@ -83,7 +100,7 @@ struct KernelBits {
     }
     // Consumes a length's or distance's entry and gives its value.
     [[gnu::always_inline]] uint32_t consumeValue(Entry entry) {
-        const Word both = bitBuf & ((Word{1} << static_cast<uint8_t>(entry)) - 1);
+        const Word both = Tier::lowBits(bitBuf, entry);
         consume(entry);
         return payload(entry) + static_cast<uint32_t>(both >> (entry >> 8 & (kWordBits - 1)));
     }
@@ -151,7 +168,8 @@ class PairSink {
 
 // The reader put back by `back` bits, which it has consumed since it was at `io`. Bits that were
 // buffered there cannot be read again from the source.
-inline KernelBits rewind(KernelBits bits, const KernelIo& io, uint32_t back) {
+template <class Tier>
+KernelBits<Tier> rewind(KernelBits<Tier> bits, const KernelIo& io, uint32_t back) {
     const uint32_t left = bits.bitCount & (kWordBits - 1);
     const auto buffered = static_cast<uint32_t>(io.bitCount);
     const uint64_t consumed =
@@ -170,13 +188,13 @@ inline KernelBits rewind(KernelBits bits, const KernelIo& io, uint32_t back) {
 
 // Decodes until the margins are used up, the block ends or something is left to the caller. On
 // entry the source has kSrcToEnter bytes or more and the destination its margin.
-template <class Sink>
+template <class Sink, class Tier>
 [[gnu::always_inline]] inline int32_t runKernel(KernelIo& io) {
     const U32* const litLen = io.tables->litLen;
     const U32* const distances = io.tables->distance;
     const uint8_t* const srcLast = io.srcEnd - kSrcMargin;
     const uint8_t* const dstLast = io.dstEnd - Sink::kMargin;
-    KernelBits bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
+    KernelBits<Tier> bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
     Sink sink(io);
     int32_t result = kMarginsUsedUp;
 
@@ -200,20 +218,20 @@ template <class Sink>
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
-                    bits.refill();
                     entry = bits.lookUp(litLen, kLitLenBits);
+                    bits.refill();
                     continue;
                 }
             }
-            bits.refill();
+            if (!kWideWord) bits.refill();
         }
 
-        uint32_t symbolBits = bitsToConsume(entry);
+        Entry symbol = entry;  // whose low byte counts all that has been consumed of it
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
                 entry = bits.follow(litLen, entry);
-                symbolBits = kLitLenBits + bitsToConsume(entry);
+                symbol = entry + kLitLenBits;
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
@@ -225,24 +243,24 @@ template <class Sink>
             if (entry & kExceptional) {
                 bits.consume(entry);
                 result = entry & kBlockEnd ? kAtBlockEnd : kAtInvalid;
-                if (result == kAtInvalid) bits = rewind(bits, io, symbolBits);
+                if (result == kAtInvalid) bits = rewind(bits, io, bitsToConsume(symbol));
                 break;
             }
         }
         const uint32_t length = bits.consumeValue(entry);
 
         entry = bits.lookUp(distances, kDistanceBits);
-        if (!kWideWord) bits.refill();
+        bits.refill();
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
-                symbolBits += kDistanceBits;
+                symbol += kDistanceBits;
                 if (!kWideWord) bits.refill();
                 entry = bits.follow(distances, entry);
             }
             if (entry & kExceptional) {
                 result = kAtInvalid;
-                bits = rewind(bits, io, symbolBits);
+                bits = rewind(bits, io, bitsToConsume(symbol));
                 break;
             }
         }
@@ -257,6 +275,8 @@ template <class Sink>
         }
     }
 
+    // Hides the count from the optimiser, which else keeps it masked throughout the loop.
+    __asm__("" : "+r"(bits.bitCount));
     io.srcNext = bits.srcNext;
     io.dstNext = sink.next();
     io.bitCount = static_cast<int32_t>(bits.bitCount & (kWordBits - 1));
