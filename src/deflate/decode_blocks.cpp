@@ -129,8 +129,9 @@ ZelStatus decodeBody(const Tables& tables, DecodeProgress& progress, BitSource& 
                 if (result != kMarginsUsedUp) {
                     out.match(static_cast<uint32_t>(result) >> 16,
                               static_cast<uint32_t>(result) & 0xFFFF);
-                    continue;
                 }
+                // A kernel makes at least one round, which may have filled the destination.
+                continue;
             }
         }
         bits.fill();

@@ -38,16 +38,16 @@ constexpr Entry kLink = 1U << 14;
 constexpr Entry kBlockEnd = 1U << 13;
 constexpr Entry kInvalid = 1U << 12;
 
-constexpr bool isLiteral(Entry entry) {
+[[gnu::always_inline]] constexpr bool isLiteral(Entry entry) {
     return static_cast<int32_t>(entry) < 0;
 }
-constexpr uint32_t payload(Entry entry) {
+[[gnu::always_inline]] constexpr uint32_t payload(Entry entry) {
     return entry >> 16;
 }
-constexpr uint32_t codeLength(Entry entry) {
+[[gnu::always_inline]] constexpr uint32_t codeLength(Entry entry) {
     return entry >> 8 & 15;
 }
-constexpr uint32_t bitsToConsume(Entry entry) {
+[[gnu::always_inline]] constexpr uint32_t bitsToConsume(Entry entry) {
     return entry & 0xFF;
 }
 

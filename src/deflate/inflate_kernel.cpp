@@ -8,16 +8,16 @@ namespace zeldc::deflate {
 namespace {
 
 int32_t bytesPlain(KernelIo& io) {
-    return runKernel<ByteSink>(io);
+    return runKernel<ByteSink, PlainTier>(io);
 }
 int32_t pairsPlain(KernelIo& io) {
-    return runKernel<PairSink>(io);
+    return runKernel<PairSink, PlainTier>(io);
 }
 __attribute__((target("bmi2"))) int32_t bytesBmi2(KernelIo& io) {
-    return runKernel<ByteSink>(io);
+    return runKernel<ByteSink, Bmi2Tier>(io);
 }
 __attribute__((target("bmi2"))) int32_t pairsBmi2(KernelIo& io) {
-    return runKernel<PairSink>(io);
+    return runKernel<PairSink, Bmi2Tier>(io);
 }
 
 }  // namespace

@@ -60,15 +60,36 @@ static_assert(kDistanceCodeBits <= kRefilledBits);
 static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);  // without a subtable
 static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits <= kRefilledBits);
 
+// How a tier masks: the low bits of a word, as many as the low byte of `count` says.
+struct PlainTier {
+    [[gnu::always_inline]] static Word lowBits(Word word, uint32_t count) {
+        return word & ((Word{1} << (count & (kWordBits - 1))) - 1);
+    }
+};
+// From C++, compilers hoist the constant that is shifted out of the loop and with it lose the one
+// instruction, which also needs no byte extracted first.
+struct Bmi2Tier {
+    [[gnu::always_inline]] static Word lowBits(Word word, uint32_t count) {
+        Word low = 0;
+        __asm__("bzhi %2, %1, %0" : "=r"(low) : "rm"(word), "r"(Word{count}) : "cc");
+        return low;
+    }
+};
+
+// Everything down to the loads is forced inline: compiled for another tier than its caller, a
+// function would be called, once for each symbol.
+//
 // Bits above bitCount are bits of the stream too, to be ORed in again at the same place; only the
 // low five or six bits of bitCount count.
+template <class Tier>
 struct KernelBits {
     const uint8_t* srcNext;
     Word bitBuf;
     uint32_t bitCount;
 
     [[gnu::always_inline]] void refill() {
-        bitBuf |= load<Word>(srcNext) << (bitCount & (kWordBits - 1));
+        bitBuf |= reinterpret_cast<const Unaligned<Word>*>(srcNext)->value
+                  << (bitCount & (kWordBits - 1));
         srcNext += sizeof(Word) - 1;
         srcNext -= bitCount >> 3 & (sizeof(Word) - 1);
         bitCount |= kRefilledBits;
@@ -79,16 +100,16 @@ struct KernelBits {
     }
     // Consumes a length's or distance's entry and gives its value.
     [[gnu::always_inline]] uint32_t consumeValue(Entry entry) {
-        const Word both = bitBuf & ((Word{1} << (entry & (kWordBits - 1))) - 1);
+        const Word both = Tier::lowBits(bitBuf, entry);
         consume(entry);
         return payload(entry) + static_cast<uint32_t>(both >> (entry >> 8 & (kWordBits - 1)));
     }
     [[gnu::always_inline]] Entry lookUp(const U32* table, int32_t indexBits) const {
-        return table[bitBuf & ((Word{1} << indexBits) - 1)];
+        return table[bitBuf & ((Word{1} << indexBits) - 1)].value;
     }
     [[gnu::always_inline]] Entry follow(const U32* table, Entry link) const {
-        return table[(payload(link)) +
-                     static_cast<uint32_t>(bitBuf & ((Word{1} << codeLength(link)) - 1))];
+        const Word index = bitBuf & ((Word{1} << codeLength(link)) - 1);
+        return table[payload(link) + static_cast<uint32_t>(index)].value;
     }
 };
 
@@ -96,7 +117,7 @@ class ByteSink {
   public:
     static constexpr int32_t kMargin = kByteMargin;
 
-    explicit ByteSink(const KernelIo& io)
+    [[gnu::always_inline]] explicit ByteSink(const KernelIo& io)
         : next_(io.dstNext), start_(io.dstStart), windowEnd_(io.windowEnd) {}
 
     [[gnu::always_inline]] void literal(Entry entry) {
@@ -115,7 +136,7 @@ class ByteSink {
         next_ += length;
         return true;
     }
-    uint8_t* next() const { return next_; }
+    [[gnu::always_inline]] uint8_t* next() const { return next_; }
 
   private:
     uint8_t* next_;
@@ -127,52 +148,53 @@ class PairSink {
   public:
     static constexpr int32_t kMargin = kPairMargin;
 
-    explicit PairSink(const KernelIo& io) : next_(io.dstNext) {}
+    [[gnu::always_inline]] explicit PairSink(const KernelIo& io) : next_(io.dstNext) {}
 
     [[gnu::always_inline]] void literal(Entry entry) { put(entry >> 16 & 0xFF); }
     [[gnu::always_inline]] bool match(uint32_t length, uint32_t distance) {
         put(length | distance << 16);
         return true;
     }
-    uint8_t* next() const { return next_; }
+    [[gnu::always_inline]] uint8_t* next() const { return next_; }
 
   private:
     [[gnu::always_inline]] void put(uint32_t pair) {
-        store(next_, pair);
+        reinterpret_cast<U32*>(next_)->value = pair;
         next_ += sizeof pair;
     }
 
     uint8_t* next_;
 };
 
-// Puts the reader back by `bits`, which it has consumed since it was at `io`. Bits that were
+// The reader put back by `back` bits, which it has consumed since it was at `io`. Bits that were
 // buffered there cannot be read again from the source.
-inline void rewind(KernelBits& bits, const KernelIo& io, uint32_t back) {
+template <class Tier>
+KernelBits<Tier> rewind(KernelBits<Tier> bits, const KernelIo& io, uint32_t back) {
     const uint32_t left = bits.bitCount & (kWordBits - 1);
     const auto buffered = static_cast<uint32_t>(io.bitCount);
     const uint64_t consumed =
         static_cast<uint64_t>(bits.srcNext - io.srcNext) * 8 + buffered - left - back;
     if (consumed < buffered) {
-        bits = {io.srcNext, io.bitBuf >> consumed, buffered - static_cast<uint32_t>(consumed)};
-        return;
+        return {io.srcNext, io.bitBuf >> consumed, buffered - static_cast<uint32_t>(consumed)};
     }
     const uint64_t fromSource = consumed - buffered;
     const auto used = static_cast<uint32_t>(fromSource) % 8;
     bits = {io.srcNext + fromSource / 8, 0, 0};
-    if (used == 0) return;
+    if (used == 0) return bits;
     bits.bitBuf = static_cast<Word>(*bits.srcNext++) >> used;
     bits.bitCount = 8 - used;
+    return bits;
 }
 
 // Decodes until the margins are used up, the block ends or something is left to the caller. On
 // entry the source has kSrcToEnter bytes or more and the destination its margin.
-template <class Sink>
+template <class Sink, class Tier>
 [[gnu::always_inline]] inline int32_t runKernel(KernelIo& io) {
     const U32* const litLen = io.tables->litLen;
     const U32* const distances = io.tables->distance;
     const uint8_t* const srcLast = io.srcEnd - kSrcMargin;
     const uint8_t* const dstLast = io.dstEnd - Sink::kMargin;
-    KernelBits bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
+    KernelBits<Tier> bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
     Sink sink(io);
     int32_t result = kMarginsUsedUp;
 
@@ -196,20 +218,20 @@ template <class Sink>
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
-                    bits.refill();
                     entry = bits.lookUp(litLen, kLitLenBits);
+                    bits.refill();
                     continue;
                 }
             }
-            bits.refill();
+            if (!kWideWord) bits.refill();
         }
 
-        uint32_t symbolBits = bitsToConsume(entry);
+        Entry symbol = entry;  // whose low byte counts all that has been consumed of it
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
                 entry = bits.follow(litLen, entry);
-                symbolBits = kLitLenBits + bitsToConsume(entry);
+                symbol = entry + kLitLenBits;
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
@@ -221,38 +243,40 @@ template <class Sink>
             if (entry & kExceptional) {
                 bits.consume(entry);
                 result = entry & kBlockEnd ? kAtBlockEnd : kAtInvalid;
-                if (result == kAtInvalid) rewind(bits, io, symbolBits);
+                if (result == kAtInvalid) bits = rewind(bits, io, bitsToConsume(symbol));
                 break;
             }
         }
         const uint32_t length = bits.consumeValue(entry);
 
-        if (!kWideWord) bits.refill();
         entry = bits.lookUp(distances, kDistanceBits);
+        bits.refill();
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
-                symbolBits += kDistanceBits;
+                symbol += kDistanceBits;
                 if (!kWideWord) bits.refill();
                 entry = bits.follow(distances, entry);
             }
             if (entry & kExceptional) {
                 result = kAtInvalid;
-                rewind(bits, io, symbolBits);
+                bits = rewind(bits, io, bitsToConsume(symbol));
                 break;
             }
         }
         const uint32_t distance = bits.consumeValue(entry);
 
         // The next symbol's entry is on its way while the match is copied.
-        bits.refill();
         entry = bits.lookUp(litLen, kLitLenBits);
+        bits.refill();
         if (!sink.match(length, distance)) [[unlikely]] {
             result = static_cast<int32_t>(length << 16 | distance);
             break;
         }
     }
 
+    // Hides the count from the optimiser, which else keeps it masked throughout the loop.
+    __asm__("" : "+r"(bits.bitCount));
     io.srcNext = bits.srcNext;
     io.dstNext = sink.next();
     io.bitCount = static_cast<int32_t>(bits.bitCount & (kWordBits - 1));
