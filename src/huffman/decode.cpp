@@ -295,7 +295,7 @@ ZelStatus zelsDecodeHuff_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst, 
     auto& state = stateAt<State>(pState);
     uint8_t* dstNext = pDst;
     // A state without codes (or one that is no decoder) decodes nothing.
-    if (state.minLength > 0) {
+    if (state.minLength > 0 && state.maxLength > 0) {
         dstNext = StreamDecoder(state, pSrc, pSrc + srcLen, pDst, pDst + capacity).run();
     }
     store(pDstLen, static_cast<int32_t>(dstNext - pDst));
