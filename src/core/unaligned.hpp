@@ -60,13 +60,13 @@ const Unaligned<T>* anyAlignment(const T* p) {
 template <class T>
 inline T load(const void* p) {
     T v;
-    std::memcpy(&v, p, sizeof v);
+    std::memcpy(&v, p, sizeof(T));
     return v;
 }
 
 template <class T>
 inline void store(void* p, T v) {
-    std::memcpy(p, &v, sizeof v);
+    std::memcpy(p, &v, sizeof(T));
 }
 
 inline uint32_t byteSwap(uint32_t v) {
