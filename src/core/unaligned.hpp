@@ -60,13 +60,14 @@ const Unaligned<T>* anyAlignment(const T* p) {
 template <class T>
 inline T load(const void* p) {
     T v;
-    std::memcpy(&v, p, sizeof(T));
+    std::memcpy(&v, p, sizeof v);
     return v;
 }
 
 template <class T>
 inline void store(void* p, T v) {
-    std::memcpy(p, &v, sizeof(T));
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a T may be a pointer
+    std::memcpy(p, &v, sizeof v);
 }
 
 inline uint32_t byteSwap(uint32_t v) {
