@@ -114,11 +114,7 @@ class Encoder {
         auto& history = state_.history;
         history.position += count;
         history.origin += count;
-        for (auto* table : {history.head, history.chain}) {
-            for (size_t i = 0; i < zeldc::kHashSize; ++i) {
-                if (table[i] != zeldc::kNoPosition) table[i] += count;
-            }
-        }
+        zeldc::NarrowTables::rebase(history, 0 - count);
     }
     uint32_t position() const { return state_.history.position; }
 

@@ -66,6 +66,7 @@ inline T load(const void* p) {
 
 template <class T>
 inline void store(void* p, T v) {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a T may be a pointer
     std::memcpy(p, &v, sizeof v);
 }
 

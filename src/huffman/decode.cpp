@@ -37,6 +37,12 @@ void listSymbols(const CanonicalCode& code, State& state) {
     state.symbolsEnd.set(&state, state.symbols + used);
 }
 
+// Where a table would begin if it had an element 0 before the one that it begins with.
+template <class T>
+T* indexedFromOne(T* table) {
+    return reinterpret_cast<T*>(reinterpret_cast<uintptr_t>(table) - sizeof(T));
+}
+
 void initDecoder(const S32* lengths, State& state) {
     S32 copied[kSymbols];  // the table may be one inside the state
     std::copy_n(lengths, kSymbols, copied);
@@ -51,8 +57,8 @@ void initDecoder(const S32* lengths, State& state) {
         state.cumulative[length - 1] = static_cast<int32_t>(sum);
         state.firstCode[length - 1] = code.first[length] << (code.maxLength - length);
     }
-    state.firstCodeByLength.set(&state, state.firstCode - 1);
-    state.cumulativeByLength.set(&state, state.cumulative - 1);
+    state.firstCodeByLength.set(&state, indexedFromOne(state.firstCode));
+    state.cumulativeByLength.set(&state, indexedFromOne(state.cumulative));
     state.maxLength = code.maxLength;
     state.minLength = code.minLength;
     for (int32_t value = 0; value < kSymbols; ++value) {
@@ -289,7 +295,7 @@ ZelStatus zelsDecodeHuff_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst, 
     auto& state = stateAt<State>(pState);
     uint8_t* dstNext = pDst;
     // A state without codes (or one that is no decoder) decodes nothing.
-    if (state.minLength > 0) {
+    if (state.minLength > 0 && state.maxLength > 0) {
         dstNext = StreamDecoder(state, pSrc, pSrc + srcLen, pDst, pDst + capacity).run();
     }
     store(pDstLen, static_cast<int32_t>(dstNext - pDst));

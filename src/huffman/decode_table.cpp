@@ -9,9 +9,6 @@
 namespace zeldc::huffman {
 namespace {
 
-using Word = size_t;
-constexpr uint32_t kWordBits = sizeof(Word) * 8;
-
 uint32_t codesOfLength(const State& state, int32_t length) {
     const int32_t shorter = length == 1 ? 0 : int32_t{state.cumulative[length - 2]};
     return static_cast<uint32_t>(state.cumulative[length - 1] - shorter);
@@ -66,14 +63,15 @@ void DecodeTable::joinSymbols(const State& state) {
     for (uint32_t index = 0; index < kEntries; ++index) {
         uint32_t entry = entries_[index];
         if (entry == 0) continue;
-        uint32_t symbols = entry & 0xFF;
+        uint32_t symbols = Entry::symbolsOf(entry) & 0xFF;
         uint32_t length = Entry::lengthOf(entry);
         uint32_t count = 1;
         while (count < kMostSymbols) {
             const uint32_t next = entries_[(index << length) & (kEntries - 1)];
-            const uint32_t nextLength = lengths[next & 0xFF];
+            const uint32_t nextSymbol = Entry::symbolsOf(next) & 0xFF;
+            const uint32_t nextLength = lengths[nextSymbol];
             if (next == 0 || length + nextLength > kTableBits) break;
-            symbols |= (next & 0xFF) << (8 * count);
+            symbols |= nextSymbol << (8 * count);
             length += nextLength;
             ++count;
         }
@@ -96,34 +94,56 @@ uint8_t DecodeTable::longCode(BitPosition& at) const {
     return state_->symbols[total - upToLength + inLength];
 }
 
-// A round makes kLookUps look-ups from one word and then perhaps decodes one long code. It reads 8
-// bytes from its position on, and before the long code the position moves by at most
-// kLookUps * kTableBits bits. It writes 4 bytes for each look-up, of which up to kMostSymbols
-// count.
+// Looks up as often as the first `bits` bits of a window allow. `taken` counts the bits.
+template <uint32_t bits, class Word>
+inline uint32_t DecodeTable::lookUp(Word window, uint32_t& taken, uint8_t*& dst) const {
+    constexpr uint32_t kWidth = sizeof(Word) * 8;
+    uint32_t entry = 0;
+    uint32_t lengths = 0;  // in the low 6 bits
+    static_assert(bits < 64);
+    for (uint32_t i = 0; i < bits / kTableBits; ++i) {
+        entry = entries_[window >> (kWidth - kTableBits)];
+        store(dst, Entry::symbolsOf(entry));
+        dst += Entry::countOf(entry);
+        window <<= entry & (kWidth - 1);
+        lengths += entry;
+    }
+    taken += lengths & 63;
+    return entry;
+}
+
+// A round looks at two words from its position on, and then perhaps at one long code. Where words
+// have 32 bits, the second half of the round works on what the first has left of both.
 uint8_t* DecodeTable::decode(BitPosition& at, const uint8_t* srcEnd, uint8_t* dst,
                              const uint8_t* dstEnd) const {
-    constexpr uint32_t kLookUps = (kWordBits - 7) / kTableBits;
+    using Word = size_t;
+    constexpr uint32_t kBits = sizeof(Word) * 8;
+    constexpr uint32_t kLookUps = 4;
+    static_assert((kBits == 32 ? 2 * ((kBits - 7) / kTableBits) : (kBits - 7) / kTableBits) ==
+                  kLookUps);
+    // After the first half, up to 7 + 24 bits of the first word are gone.
+    static_assert(kBits == 64 || 7 + (kBits - 7) / kTableBits * kTableBits < kBits);
+    // A long code is looked for in 8 bytes, behind all look-ups.
     static_assert(kSrcNeeded >= 8 + (7 + kLookUps * kTableBits) / 8);
+    // Each look-up writes 4 bytes, of which up to kMostSymbols count. One byte of room stays for
+    // the careful loop, so that it has the last word on what is taken.
     static_assert(kRoomNeeded >= (kLookUps - 1) * kMostSymbols + 4);
-    // One byte stays for the careful loop, so that it has the last word on what is taken.
     static_assert(kRoomNeeded >= kLookUps * kMostSymbols + 1 + 1);
 
     BitPosition now = at;
     while (srcEnd - now.byte >= kSrcNeeded && dstEnd - dst >= kRoomNeeded) {
-        Word word = now.window<Word>();
+        const Word first = loadBe<Word>(now.byte);
+        const Word window = first << now.bit;
         // Long stretches of zeros are counted elsewhere, by the byte.
-        if (word == 0) break;
-        uint32_t taken = 0;
-        uint32_t entry = 0;
-        for (uint32_t i = 0; i < kLookUps; ++i) {
-            entry = entries_[word >> (kWordBits - kTableBits)];
-            store(dst, entry);
-            dst += Entry::countOf(entry);
-            const uint32_t length = Entry::lengthOf(entry);
-            word <<= length;
-            taken += length;
+        if (window == 0) break;
+        uint32_t taken = now.bit;
+        uint32_t entry = lookUp<kBits - 7>(window, taken, dst);
+        if constexpr (kBits == 32) {
+            const auto second = loadBe<Word>(now.byte + sizeof(Word));
+            entry = lookUp<kBits - 7>(first << taken | second >> 1 >> (31 - taken), taken, dst);
         }
-        now.advance(taken);
+        now.byte += taken >> 3;
+        now.bit = taken & 7;
         if (entry == 0) *dst++ = longCode(now);
     }
     at = now;

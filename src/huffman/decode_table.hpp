@@ -26,23 +26,28 @@ class DecodeTable {
                     const uint8_t* dstEnd) const;
 
   private:
-    static constexpr uint32_t kTableBits = 11;
+    static constexpr uint32_t kTableBits = 12;
     static constexpr uint32_t kEntries = 1U << kTableBits;
     static constexpr uint32_t kMostSymbols = 3;
 
-    // An entry: symbols in bits 0..23, the first lowest; the bits that they take together in
-    // 24..27; their number in 28..29. Entries of longer codes are 0.
+    // An entry: the bits that its symbols take together in bits 0..3, so that the entry itself
+    // serves as a shift count (of which x86 looks at no more than the low 5 or 6 bits); their
+    // number in bits 6..7; the symbols from bit 8 on, the first lowest. Entries of longer codes are
+    // 0.
     struct Entry {
-        static constexpr uint32_t lengthOf(uint32_t entry) { return entry >> 24 & 15; }
-        static constexpr uint32_t countOf(uint32_t entry) { return entry >> 28; }
+        static constexpr uint32_t lengthOf(uint32_t entry) { return entry & 15; }
+        static constexpr uint32_t countOf(uint32_t entry) { return entry >> 6 & 3; }
+        static constexpr uint32_t symbolsOf(uint32_t entry) { return entry >> 8; }
         static constexpr uint32_t make(uint32_t symbols, uint32_t length, uint32_t count) {
-            return symbols | length << 24 | count << 28;
+            return symbols << 8 | count << 6 | length;
         }
     };
     static_assert(kTableBits <= 15);
 
     void fillSingle(const State& state);
     void joinSymbols(const State& state);
+    template <uint32_t bits, class Word>
+    uint32_t lookUp(Word window, uint32_t& taken, uint8_t*& dst) const;
     uint8_t longCode(BitPosition& at) const;
 
     const State* state_;

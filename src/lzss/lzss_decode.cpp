@@ -1,9 +1,8 @@
 // LZSS decoder. Matches reach into the output of the call, and before it into the window. A careful
 // loop takes the source byte by byte and stops anywhere; a fast one works while source and room are
 // ample.
-#include <emmintrin.h>
-
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -86,8 +85,9 @@ class Decoder {
     }
 
     // The part that lies before this call's output comes from the window, and the rest follows in
-    // the output itself.
-    uint8_t* copyMatch(uint8_t* dst, uint32_t distance, uint32_t length) const {
+    // the output itself. Rare in the fast loop, whose registers it must not take.
+    __attribute__((noinline)) uint8_t* copyMatch(uint8_t* dst, uint32_t distance,
+                                                 uint32_t length) const {
         const auto written = static_cast<size_t>(dst - dstBegin_);
         if (distance > written) {
             const auto before = distance - static_cast<uint32_t>(written);
@@ -119,20 +119,18 @@ class Decoder {
         state_.historyEnd = end;
     }
 
-    // A round of the fast loop looks at two words of the source, the second up to
-    // (7 + kLiterals * kLiteralBits) / 8 bytes on; it writes kLiterals bytes, of which some count,
-    // and a match with the overrun of its copy. One byte stays for the careful loop, which so has
-    // the last word on how many source bytes are taken.
+    // A round of the fast loop decodes from two words of the source. It stores kLiterals bytes, of
+    // which some count, and a match with the overrun of its copy. One byte stays for the careful
+    // loop, which so has the last word on how many source bytes are taken.
     using Word = size_t;
     static constexpr uint32_t kLiterals = sizeof(Word) == 8 ? 3 : 2;
-    static constexpr ptrdiff_t kSrcNeeded =
-        static_cast<ptrdiff_t>(sizeof(Word) + (7 + kLiterals * kLiteralBits) / 8);
+    static constexpr ptrdiff_t kSrcNeeded = 8;
     static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kCopyOverrun + 1;
 
     bool ample() const {
         return srcEnd_ - srcNext_ >= kSrcNeeded && dstEnd_ - dstNext_ >= kRoomNeeded;
     }
-    void runFast();
+    __attribute__((noinline)) void runFast();
 
     State& state_;
     const uint8_t* srcBegin_;
@@ -145,51 +143,72 @@ class Decoder {
     uint32_t bitCount_;
 };
 
-// The number of literals, up to `most`, that the window begins with: as many flags in a row are 1.
+// The bits that the literals at the front of the window take, at most `most` of them. Their flags
+// are that many bits apart, so the place of the first flag that is 0 tells it.
 template <uint32_t most, class Word>
-uint32_t literalsAhead(Word window) {
-    constexpr uint32_t kBits = sizeof(Word) * 8;
-    uint32_t count = 0;
-    uint32_t all = 1;
-    for (uint32_t i = 0; i < most; ++i) {
-        all &= static_cast<uint32_t>(window >> (kBits - 1 - i * kLiteralBits));
-        count += all;
-    }
-    return count;
+uint32_t literalBitsAhead(Word window) {
+    constexpr Word kTop = Word{1} << (sizeof(Word) * 8 - 1);
+    constexpr Word kStop = kTop >> (most * kLiteralBits);
+    Word flags = 0;
+    for (uint32_t i = 0; i < most; ++i)
+        flags |= kTop >> (i * kLiteralBits);
+    return static_cast<uint32_t>(std::countl_zero(static_cast<Word>((~window & flags) | kStop)));
 }
 
-// Literals are stored before it is known whether they are any, so that one branch a round depends
-// on what the tokens are rather than one a token.
+// A round decodes the literals up to the next match, as far as a window shows them, and that match.
+// Four in five matches follow another in text, so one branch on the flag is worth its price: where
+// it is foreseen, the next round does not wait for this one's word. The number of literals is hard
+// to foresee and is counted without a branch.
 void Decoder::runFast() {
     BitPosition at{};
     if (!findBitPosition(srcBegin_, srcNext_, bitCount_, at)) return;
     constexpr uint32_t kBits = sizeof(Word) * 8;
-    // A word shows at least kBits - 7 bits of the stream.
-    constexpr bool kSameWord = kLiterals * kLiteralBits + kMatchBits <= kBits - 7;
-    static_assert(kMatchBits <= kBits - 7 && kLiterals * kLiteralBits <= kBits - 7);
+    constexpr uint32_t kShown = kBits - 7;  // stream bits in a window, at least
+    static_assert(kLiterals * kLiteralBits <= kShown);
+    static_assert(kBits == 32 || kLiterals * kLiteralBits + kMatchBits <= kShown);
+    static_assert(kBits == 64 || 7 + kLiterals * kLiteralBits < kBits);
+    static_assert(kLiterals * kLiteralBits / 8 == kLiterals);
 
+    // One number for the position leaves registers for the rest; it counts bits, so the source is
+    // worked off in parts of 256 MB.
+    const uint8_t* const base = at.byte;
+    uint32_t position = at.bit;
+    const auto srcLimit =
+        static_cast<uint32_t>(std::min<ptrdiff_t>(srcEnd_ - kSrcNeeded - base, 1 << 28)) * 8 + 7;
     uint8_t* dst = dstNext_;
-    while (srcEnd_ - at.byte >= kSrcNeeded && dstEnd_ - dst >= kRoomNeeded) {
-        Word window = at.window<Word>();
-        const uint32_t literals = literalsAhead<kLiterals>(window);
-        for (uint32_t i = 0; i < kLiterals; ++i)
-            dst[i] = static_cast<uint8_t>(window >> (kBits - (i + 1) * kLiteralBits));
-        dst += literals;
-        at.advance(literals * kLiteralBits);
-        window = kSameWord ? window << (literals * kLiteralBits) : at.window<Word>();
-        if (window >> (kBits - 1) != 0) continue;
-
+    uint8_t* const dstBegin = dstBegin_;
+    const uint8_t* const dstLimit = dstEnd_ - kRoomNeeded;
+    while (position <= srcLimit && dst <= dstLimit) {
+        const auto word = loadBe<Word>(base + (position >> 3));
+        Word window = word << (position & 7);
+        if (window >> (kBits - 1) != 0) {
+            const uint32_t literalBits = literalBitsAhead<kLiterals>(window);
+            for (uint32_t i = 0; i < kLiterals; ++i)
+                dst[i] = static_cast<uint8_t>(window >> (kBits - (i + 1) * kLiteralBits));
+            dst += literalBits / 8;
+            if constexpr (kBits == 64) {
+                window <<= literalBits;
+            } else {
+                const uint32_t gone = (position & 7) + literalBits;
+                const auto second = loadBe<Word>(base + (position >> 3) + sizeof(Word));
+                window = word << gone | second >> 1 >> (31 - gone);
+            }
+            position += literalBits;
+            if (window >> (kBits - 1) != 0) continue;
+        }
+        position += kMatchBits;
         const auto token = static_cast<uint32_t>(window >> (kBits - kMatchBits));
-        const uint32_t distance = distanceOf(token >> kMatchLengthBits);
+        const uint32_t field = token >> kMatchLengthBits;
         const uint32_t length = (token & 0xFF) + kMinMatch;
-        at.advance(kMatchBits);
-        if (distance <= static_cast<size_t>(dst - dstBegin_)) {
-            copyMatchWide(dst - distance, dst, distance, length);
+        // A field of 0 wraps, and fails this too.
+        if (field - 1 < static_cast<size_t>(dst - dstBegin)) {
+            copyMatchWide(dst, field, length);
             dst += length;
         } else {
-            dst = copyMatch(dst, distance, length);
+            dst = copyMatch(dst, distanceOf(field), length);
         }
     }
+    at = {base + (position >> 3), position & 7};
     dstNext_ = dst;
     const HeldBits held = holdFrom(at, srcNext_);
     bitBuf_ = held.bitBuf;

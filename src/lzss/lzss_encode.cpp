@@ -66,10 +66,11 @@ class TokenWriter {
 // reached. Nothing but a token boundary shows in the state, so the stream is the same however the
 // destination is cut.
 uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& out) {
-    ChainSearch<Reach::window> search(history, text);
+    ChainSearch<Reach::window, NarrowTables> search(history, text);
     uint32_t p = text.first();
     const uint32_t searchEnd = text.end() - std::min(kTail, text.end() - p);
     while (p != searchEnd) {
+        search.makeRoom(p);
         const uint32_t candidate = search.insert(p);
         const uint32_t limit = std::min(searchEnd - p, kMaxMatch);
         const Match match = search.longest(p, candidate, limit, kMaxCandidates);
@@ -96,7 +97,7 @@ uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& 
 uint32_t encode(State& state, const uint8_t* src, uint32_t size, TokenWriter& out) {
     out.drain();
     if (out.holdsWholeByte()) return 0;
-    const CallText text = beginCall(state.history, src, size);
+    const CallText text = beginCall<NarrowTables>(state.history, src, size);
     const uint32_t consumed = encodeTokens(state.history, text, out) - text.first();
     endCall(state.history, src, consumed);
     return consumed;
@@ -123,7 +124,7 @@ void zelsLZSSFree_8u(LzssState* pState) {
 ZelStatus zelsEncodeLZSSInit_8u(LzssState* pState) {
     if (pState == nullptr) return zelStsNullPointer;
     auto& state = stateAt<State>(pState);
-    initHistory(state.history);
+    NarrowTables::init(state.history);
     startStream(state);
     return zelStsOk;
 }

@@ -28,22 +28,17 @@ inline void copyForward(const uint8_t* src, uint8_t* dst, uint32_t length) {
         dst[i] = src[i];
 }
 
-// What copyMatchWide() writes behind its end, at most.
-constexpr ptrdiff_t kCopyOverrun = 16;
+inline void copyBlock(const uint8_t* src, uint8_t* dst) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
+                     _mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
+}
 
-// The same for a source `distance` bytes before the destination, at least 1, in steps of up to 16
-// bytes of which none reads what it writes.
-inline void copyMatchWide(const uint8_t* src, uint8_t* dst, uint32_t distance, uint32_t length) {
-    uint8_t* const end = dst + length;
-    if (distance >= 16) {
-        do {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
-                             _mm_loadu_si128(reinterpret_cast<const __m128i*>(src)));
-            src += 16;
-            dst += 16;
-        } while (dst < end);
-        return;
-    }
+// What copyMatchWide() writes behind its end, at most.
+constexpr ptrdiff_t kCopyOverrun = 32;
+
+// For distances below 16.
+inline void copyNear(uint8_t* dst, uint32_t distance, uint8_t* end) {
+    const uint8_t* src = dst - distance;
     if (distance == 1) {
         const __m128i repeated = _mm_set1_epi8(static_cast<char>(*src));
         for (; dst < end; dst += 16)
@@ -58,6 +53,21 @@ inline void copyMatchWide(const uint8_t* src, uint8_t* dst, uint32_t distance, u
     src = dst - (distance < 8 ? (7 / distance + 1) * distance : distance);
     for (; dst < end; dst += 8, src += 8)
         store(dst, load<uint64_t>(src));
+}
+
+// The same as copyForward() for a source `distance` bytes before the destination, at least 1, in
+// steps of up to 16 bytes of which none reads what it writes.
+inline void copyMatchWide(uint8_t* dst, uint32_t distance, uint32_t length) {
+    uint8_t* const end = dst + length;
+    if (distance < 16) return copyNear(dst, distance, end);
+    const uint8_t* src = dst - distance;
+    // Nine in ten matches are no longer than two blocks.
+    do {
+        copyBlock(src, dst);
+        copyBlock(src + 16, dst + 16);
+        src += 32;
+        dst += 32;
+    } while (dst < end);
 }
 
 }  // namespace zeldc::lzss
