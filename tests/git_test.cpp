@@ -439,6 +439,58 @@ TEST(Git, DamagedStreamsDecodeAsTheModel) {
     }
 }
 
+// Long stretches of equal bits: escapes upon escapes, quotients without end, large parameters.
+Bytes bitRuns(support::Random& random, size_t size, uint32_t longest) {
+    Bytes bytes(size);
+    // An escape that ends at once and a quotient of several words.
+    std::memcpy(bytes.data(), "\xFF\x7F\xFF\xFF\xFF\xFF", 6);
+    bool bit = false;
+    for (size_t i = random.below(2) * 46; i < 8 * size; bit = !bit) {
+        for (uint32_t run = 1 + random.sizeBelow(longest); run != 0 && i < 8 * size; --run, ++i)
+            bytes[i / 8] |= static_cast<uint8_t>((bit ? 0x80 : 0) >> i % 8);
+    }
+    return bytes;
+}
+
+// Values of any size up to the largest, whose sums reach their limit.
+Bytes largeValues(support::Random& random, size_t count) {
+    support::GitModelWriter writer;
+    for (size_t i = 0; i < count; ++i) {
+        const auto value = static_cast<uint32_t>(random.next() >> 33);
+        writer.put(random.below(3) == 0 ? value >> random.below(31)
+                                        : 0x7FFFFFFFU >> (20 - i % 42 / 2));
+    }
+    return writer.padded();
+}
+
+// Streams that no encoder writes: all but a few slots are exhausted, the last one among them, so
+// that no slot is ever at zero, and intervals are as large as they can be.
+TEST(Git, StreamsOfLargeValuesDecodeAsTheModel) {
+    support::Random random(11);
+    for (int round = 0; round < 120; ++round) {
+        std::vector<Bytes> streams(256);
+        for (uint32_t used = 1 + random.below(6); used != 0; --used) {
+            Bytes& stream = streams[random.below(256)];
+            stream = round % 2 == 0 ? largeValues(random, 40 + random.below(200))
+                                    : bitRuns(random, 100 + random.below(300), 6 << round % 5);
+        }
+        Bytes block;
+        for (const auto& stream : streams) {
+            block.resize(block.size() + 4);
+            putLength(block, block.size() - 4, static_cast<uint32_t>(stream.size()));
+            block.insert(block.end(), stream.begin(), stream.end());
+        }
+        for (const int32_t strategy : {1, 2, 3}) {
+            const auto expected = support::gitModelDecode(block, strategy, 900);
+            const Decoded decoded = decode(block, strategy, 900);
+            ASSERT_EQ(decoded.status, expected.tooLong ? zelStsBadSize : zelStsOk) << round;
+            Bytes all = expected.bytes;
+            all.resize(900, kUntouched);
+            ASSERT_EQ(decoded.bytes, all) << round;
+        }
+    }
+}
+
 // The steps that the encoder is made of, on their own.
 TEST(Git, StepsOnTheirOwn) {
     EncodeMemory state(encoderSize(4099, 30000), Place::endsAtPage);
