@@ -68,9 +68,10 @@ class BlockDecoder {
         uint32_t remaining[kSlots];
         for (uint32_t slot = 0; slot < kLastSlot; ++slot) {
             streamIn_[slot] = static_cast<uint8_t>(slot);
-            remaining[slot] = readInterval(block_, streams_[slot]);
-            if (remaining[slot] != kExhausted)
-                streams_[slot].interval = readInterval(block_, streams_[slot]);
+            StreamReader reader(block_, streams_[slot]);
+            remaining[slot] = reader.read();
+            streams_[slot].interval = remaining[slot] == kExhausted ? kExhausted : reader.read();
+            reader.save();
         }
         // The last slot's value counts down instead: it is due whenever nothing else is.
         streamIn_[kLastSlot] = kLastSlot;
@@ -111,17 +112,22 @@ class BlockDecoder {
   private:
     // Up to `longest` occurrences of the value in `slot`, while it needs to wait for no other;
     // `remaining` is what it waits for then.
-    uint32_t emit(uint32_t slot, uint8_t* dst, uint32_t longest, uint32_t& remaining) {
+    [[gnu::always_inline]] uint32_t emit(uint32_t slot, uint8_t* dst, uint32_t longest,
+                                         uint32_t& remaining) {
         if (slot == kLastSlot) return emitZeros(dst, longest, remaining);
         const uint8_t index = streamIn_[slot];
         DecodeStream& stream = streams_[index];
         const auto value = static_cast<uint8_t>(kLastSlot - index);
+        StreamReader reader(block_, stream);
+        uint32_t ahead = stream.interval;
         uint32_t run = 0;
         do {
             dst[run++] = value;
-            remaining = stream.interval;
-            stream.interval = readInterval(block_, stream);
+            remaining = ahead;
+            ahead = reader.read();
         } while (remaining == 0 && run < longest);
+        stream.interval = ahead;
+        reader.save();
         return run;
     }
 
