@@ -20,7 +20,6 @@ using DecodeMemory = support::StateMemory<GitDecodeState>;
 using Place = EncodeMemory::Place;
 
 constexpr int32_t kLeast = 4096;
-constexpr int32_t kEmptyBlock = 1024 + 256;
 const std::vector<int32_t> kStrategies = {0, 1, 2, 3, 4, -1};
 
 size_t encoderSize(int32_t srcLimit, int32_t dstLimit) {
