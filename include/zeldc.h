@@ -1497,22 +1497,159 @@ ZELDC_API ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len)
 /* GIT coder                                                                */
 /* ======================================================================== */
 
+/*
+ * A block coder for the output of a block-sorting stage: inversion intervals (a relative of
+ * inversion frequencies: Arnavut and Magliveras, 1997) in adaptive Golomb-Rice codes.
+ *
+ * The 256 byte values stand in an order of slots, at first value s in slot 255 - s. For each
+ * occurrence of a value the coder writes how many values of later slots have occurred since its
+ * last one; the value in the last slot, 0, needs nothing but its count. Each value's intervals form
+ * a bit stream of their own, number 255 - s, most significant bit first. docs/git-coder.md
+ * describes the format.
+ *
+ * The ordering strategy is chosen per block and must be the same on both sides:
+ *   0, 1   a value that has become more frequent than that of the slot before moves there
+ *   2      a value that has become more frequent than that of the slot behind moves there, up to
+ *          slot 254
+ *   3      slots keep their values, and the priming described next is left out
+ *   other  slots keep their values
+ * Priming: before the block every value occurs once, in slots 255 to 0, so that each has a last
+ * occurrence. It costs about 250 bytes more than strategy 3 on an empty block.
+ *
+ * A coded block is 256 streams in order, each a length of four bytes, most significant first, and
+ * that many bytes: 1280 at least. It is not marked with its strategy or its size.
+ */
+
+/*
+ * Sizes an encoder state for blocks of up to maxSrcLen bytes and coded blocks of up to maxDstLen.
+ *
+ * A maxSrcLen below 4096 is raised to 4096, and maxDstLen then becomes 8192, whatever it was; the
+ * size is written and the result is zelStsDstFull, a warning that the limits are not those asked
+ * for.
+ *
+ * *pSize receives 256 * ((maxSrcLen rounded down to a multiple of 8) + 32) + (maxDstLen rounded
+ * down to a multiple of 8) + 25720. Only as much of a state is ever touched as is written into its
+ * streams.
+ *
+ * zelStsNullPointer: pSize is null. zelStsBadSize: a limit is below 1, or the size would not fit 31
+ * bits (from a maxSrcLen of about 8.3 million); *pSize is unchanged.
+ */
 ZELDC_API ZelStatus zelsEncodeGITGetSize_8u(int32_t maxSrcLen, int32_t maxDstLen, int32_t* pSize);
+
+/*
+ * Lays out an encoder state at pState, which has the size that GetSize reports for the same limits.
+ * The limits are raised in the same way.
+ *
+ * zelStsDstFull: done, with raised limits. zelStsNullPointer: pState is null. zelStsBadSize: as
+ * with GetSize.
+ */
 ZELDC_API ZelStatus zelsEncodeGITInit_8u(int32_t maxSrcLen, int32_t maxDstLen,
                                          GitEncodeState* pState);
+
+/*
+ * Allocates and initialises an encoder state; release it with zelsGITFree_8u. The result is that of
+ * Init: zelStsOk, or zelStsDstFull with raised limits, and *ppState is the state in both cases.
+ *
+ * zelStsNullPointer: ppState is null. zelStsBadSize: as with GetSize. zelStsNoMemory: there is no
+ * memory. *ppState is then unchanged.
+ */
 ZELDC_API ZelStatus zelsEncodeGITInitAlloc_8u(int32_t maxSrcLen, int32_t maxDstLen,
                                               GitEncodeState** ppState);
+
+/*
+ * Codes one block, whole and independent of the ones before: srcLen bytes at pSrc, which may be
+ * none. *pDstLen receives the size of the coded block; a null pDstLen is skipped. pDst must have
+ * room for the state's maxDstLen bytes, also where less is written, and may overlap the source.
+ *
+ * zelStsNullPointer: pSrc, pDst or pState is null. zelStsBadSize: srcLen is negative or above the
+ * state's maxSrcLen, or the coded block is larger than its maxDstLen; nothing is written to pDst
+ * or *pDstLen then.
+ */
 ZELDC_API ZelStatus zelsEncodeGIT_8u(const uint8_t* pSrc, int32_t srcLen, uint8_t* pDst,
                                      int32_t* pDstLen, int32_t strategy, GitEncodeState* pState);
+
+/*
+ * Sizes a decoder state for blocks of up to maxDstLen bytes: 256 * ((maxDstLen rounded down to a
+ * multiple of 8) + 8) + 26776.
+ *
+ * zelStsNullPointer: pSize is null. zelStsBadSize: maxDstLen is below 1, or the size would not fit
+ * 31 bits (from about 8.3 million); *pSize is unchanged.
+ */
 ZELDC_API ZelStatus zelsDecodeGITGetSize_8u(int32_t maxDstLen, int32_t* pSize);
+
+/*
+ * Lays out a decoder state at pState, which has the size that GetSize reports for maxDstLen.
+ *
+ * zelStsNullPointer: pState is null. zelStsBadSize: maxDstLen is below 1.
+ */
 ZELDC_API ZelStatus zelsDecodeGITInit_8u(int32_t maxDstLen, GitDecodeState* pState);
+
+/*
+ * Allocates and initialises a decoder state; release it with zelsGITFree_8u. The two limits have
+ * different uses, on purpose: the state is sized for sizeLen and initialised for maxDstLen, which
+ * may be either way apart. *ppState is written before the allocation is looked at, so that it is
+ * null when there was no memory, which is reported as zelStsNullPointer.
+ *
+ * zelStsNullPointer: ppState is null, or there is no memory. zelStsBadSize: a limit is below 1, or
+ * sizeLen is too large for a size of 31 bits; *ppState is unchanged.
+ */
 ZELDC_API ZelStatus zelsDecodeGITInitAlloc_8u(int32_t sizeLen, int32_t maxDstLen,
                                               GitDecodeState** ppState);
+
+/*
+ * Decodes one coded block at pSrc into pDst, which has room for the state's maxDstLen bytes.
+ * *pDstLen receives the number of bytes written; a null pDstLen is skipped. pSrcLen is not looked
+ * at and may be null: the lengths within the block say how far the source reaches, and the caller
+ * answers for them. The block may overlap the destination; it is then copied into the state first.
+ *
+ * Damaged streams are not recognised as such: a stream that ends early, or holds a value that does
+ * not fit 31 bits, counts as exhausted, and its value does not occur any more. A block that ends
+ * within the priming has no bytes.
+ *
+ * zelStsNullPointer: pDst, pSrc or pState is null. zelStsBadSize: the lengths of the streams add up
+ * to more than 256 * ((maxDstLen rounded down to a multiple of 8) + 8), or the block overlaps the
+ * destination and does not fit the state (only after InitAlloc with sizeLen below maxDstLen), with
+ * nothing written; or the block holds more than maxDstLen bytes, of which maxDstLen are written.
+ * *pDstLen is unchanged then.
+ */
 ZELDC_API ZelStatus zelsDecodeGIT_8u(const uint8_t* pSrc, const int32_t* pSrcLen, uint8_t* pDst,
                                      int32_t* pDstLen, int32_t strategy, GitDecodeState* pState);
+
+/* Releases an encoder or decoder state of InitAlloc. Null is ignored. */
 ZELDC_API void zelsGITFree_8u(void* pState);
+
+/*
+ * The steps that zelsEncodeGIT_8u is made of, for callers with a model of their own. Init leaves
+ * the streams of a state empty; zelsEncodeGIT_8u leaves its own block's in them.
+ */
+
+/*
+ * Codes a value (0 .. 2^31-1) into a stream (0 .. 255), whose Rice parameter adapts to it: see
+ * docs/git-coder.md for the code.
+ *
+ * zelStsError: the stream now has as many whole bytes as the state's maxSrcLen, or more. The value
+ * is coded all the same, as long as it fits the stream's buffer, which goes a little further; then
+ * nothing is written any more. zelStsNullPointer: pState is null. zelStsBadSize: value or stream is
+ * out of range.
+ */
 ZELDC_API ZelStatus ownsARGM_Encode(int32_t value, int32_t stream, GitEncodeState* pState);
+
+/*
+ * Completes the last byte of every stream with ones; a stream that ends with a complete byte gets a
+ * byte of ones.
+ *
+ * zelStsError: a stream's buffer had no byte left; the others are complete. zelStsNullPointer:
+ * pState is null.
+ */
 ZELDC_API ZelStatus ownsFlushLastFewBits(GitEncodeState* pState);
+
+/*
+ * Writes the streams, each behind its length, to pDst, and the size of it all to *pDstLen, if that
+ * is not null. Bits of an incomplete byte are left out: flush first.
+ *
+ * zelStsNullPointer: pDst or pState is null. zelStsBadSize: the size would exceed the state's
+ * maxDstLen; nothing is written.
+ */
 ZELDC_API ZelStatus ownsDealBStreams(uint8_t* pDst, int32_t* pDstLen, GitEncodeState* pState);
 
 /* ======================================================================== */

@@ -20,7 +20,6 @@ using DecodeMemory = support::StateMemory<GitDecodeState>;
 using Place = EncodeMemory::Place;
 
 constexpr int32_t kLeast = 4096;
-constexpr int32_t kEmptyBlock = 1024 + 256;
 const std::vector<int32_t> kStrategies = {0, 1, 2, 3, 4, -1};
 
 size_t encoderSize(int32_t srcLimit, int32_t dstLimit) {
@@ -244,14 +243,20 @@ TEST(Git, LongBlocks) {
     Bytes farBetween = far;
     for (size_t i = 3; i < 600000; i += 11)
         farBetween[i] = static_cast<uint8_t>(1 + i % 13);
-    for (const auto& bytes : {far, farBetween, sortedLike(300000, 5), staircase(200000)}) {
+    const std::vector<std::pair<Bytes, std::vector<int32_t>>> cases = {
+        {far, {2}},
+        {farBetween, {1, 3}},
+        {sortedLike(300000, 5), {1, 2}},
+        {staircase(200000), {1, 2}},
+    };
+    for (const auto& [bytes, strategies] : cases) {
         // Allocated, because most of these large states is never touched.
         const auto limit = static_cast<int32_t>(bytes.size());
         GitEncodeState* encoder = nullptr;
         GitDecodeState* decoder = nullptr;
         ASSERT_EQ(zelsEncodeGITInitAlloc_8u(limit, 2 * limit, &encoder), zelStsOk);
         ASSERT_EQ(zelsDecodeGITInitAlloc_8u(limit, limit, &decoder), zelStsOk);
-        for (const int32_t strategy : {1, 2, 3}) {
+        for (const int32_t strategy : strategies) {
             const Bytes block = encode(bytes, strategy, encoder, 2 * bytes.size());
             ASSERT_TRUE(block == support::gitModelEncode(bytes, strategy));
             const Decoded decoded = decode(block, strategy, decoder, bytes.size());
@@ -436,6 +441,58 @@ TEST(Git, DamagedStreamsDecodeAsTheModel) {
         Bytes all = expected.bytes;
         all.resize(4000, kUntouched);
         ASSERT_EQ(decoded.bytes, all) << round;
+    }
+}
+
+// Long stretches of equal bits: escapes upon escapes, quotients without end, large parameters.
+Bytes bitRuns(support::Random& random, size_t size, uint32_t longest) {
+    Bytes bytes(size);
+    // An escape that ends at once and a quotient of several words.
+    std::memcpy(bytes.data(), "\xFF\x7F\xFF\xFF\xFF\xFF", 6);
+    bool bit = false;
+    for (size_t i = random.below(2) * 46; i < 8 * size; bit = !bit) {
+        for (uint32_t run = 1 + random.sizeBelow(longest); run != 0 && i < 8 * size; --run, ++i)
+            bytes[i / 8] |= static_cast<uint8_t>((bit ? 0x80 : 0) >> i % 8);
+    }
+    return bytes;
+}
+
+// Values of any size up to the largest, whose sums reach their limit.
+Bytes largeValues(support::Random& random, size_t count) {
+    support::GitModelWriter writer;
+    for (size_t i = 0; i < count; ++i) {
+        const auto value = static_cast<uint32_t>(random.next() >> 33);
+        writer.put(random.below(3) == 0 ? value >> random.below(31)
+                                        : 0x7FFFFFFFU >> (20 - i % 42 / 2));
+    }
+    return writer.padded();
+}
+
+// Streams that no encoder writes: all but a few slots are exhausted, the last one among them, so
+// that no slot is ever at zero, and intervals are as large as they can be.
+TEST(Git, StreamsOfLargeValuesDecodeAsTheModel) {
+    support::Random random(11);
+    for (int round = 0; round < 120; ++round) {
+        std::vector<Bytes> streams(256);
+        for (uint32_t used = 1 + random.below(6); used != 0; --used) {
+            Bytes& stream = streams[random.below(256)];
+            stream = round % 2 == 0 ? largeValues(random, 40 + random.below(200))
+                                    : bitRuns(random, 100 + random.below(300), 6 << round % 5);
+        }
+        Bytes block;
+        for (const auto& stream : streams) {
+            block.resize(block.size() + 4);
+            putLength(block, block.size() - 4, static_cast<uint32_t>(stream.size()));
+            block.insert(block.end(), stream.begin(), stream.end());
+        }
+        for (const int32_t strategy : {1, 2, 3}) {
+            const auto expected = support::gitModelDecode(block, strategy, 900);
+            const Decoded decoded = decode(block, strategy, 900);
+            ASSERT_EQ(decoded.status, expected.tooLong ? zelStsBadSize : zelStsOk) << round;
+            Bytes all = expected.bytes;
+            all.resize(900, kUntouched);
+            ASSERT_EQ(decoded.bytes, all) << round;
+        }
     }
 }
 

@@ -20,7 +20,6 @@
 #include <emmintrin.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 
 #include "git/git_state.hpp"
@@ -64,16 +63,16 @@ class DueSlots {
     // Occurrences that may follow before the counts must be spread anew.
     uint32_t left() const { return left_; }
 
-    bool find(Due& due) const {
+    [[gnu::always_inline]] bool find(Due& due) const {
         const LanePair least = load(least_);
         const __m128i zero = _mm_setzero_si128();
         const uint32_t dueGroups = maskOf(_mm_cmpeq_epi16(least.low, zero),  //
                                           _mm_cmpeq_epi16(least.high, zero));
         if (dueGroups == 0) return false;
-        const auto group = static_cast<uint32_t>(std::countr_zero(dueGroups));
+        const auto group = static_cast<uint32_t>(__builtin_ctz(dueGroups));
         const __m128i floor = floors_[group];
         const LanePair stored = load(lanes_ + group * kLanes);
-        const auto lane = static_cast<uint32_t>(std::countr_zero(
+        const auto lane = static_cast<uint32_t>(__builtin_ctz(
             maskOf(_mm_cmpeq_epi16(stored.low, floor), _mm_cmpeq_epi16(stored.high, floor))));
         due.slot = group * kLanes + lane;
         due.lanes = {_mm_sub_epi16(stored.low, floor), _mm_sub_epi16(stored.high, floor)};
@@ -85,7 +84,7 @@ class DueSlots {
     }
 
     // `run` occurrences, at most gap and left(), in the due slot, which then waits for `remaining`.
-    void occur(const Due& due, uint32_t run, uint32_t remaining) {
+    [[gnu::always_inline]] void occur(const Due& due, uint32_t run, uint32_t remaining) {
         const uint32_t group = due.slot / kLanes;
         const uint32_t near = std::min(remaining, kNear);
         excess_[due.slot] = remaining - near;

@@ -68,9 +68,10 @@ class BlockDecoder {
         uint32_t remaining[kSlots];
         for (uint32_t slot = 0; slot < kLastSlot; ++slot) {
             streamIn_[slot] = static_cast<uint8_t>(slot);
-            remaining[slot] = readInterval(block_, streams_[slot]);
-            if (remaining[slot] != kExhausted)
-                streams_[slot].interval = readInterval(block_, streams_[slot]);
+            StreamReader reader(block_, streams_[slot]);
+            remaining[slot] = reader.read();
+            streams_[slot].interval = remaining[slot] == kExhausted ? kExhausted : reader.read();
+            reader.save();
         }
         // The last slot's value counts down instead: it is due whenever nothing else is.
         streamIn_[kLastSlot] = kLastSlot;
@@ -83,26 +84,27 @@ class BlockDecoder {
     // Emits until no slot is live or `room` bytes are written; returns how many were.
     template <Ordering ordering>
     uint32_t decode(uint8_t* dst, uint32_t room) {
-        uint8_t* dstNext = dst;
-        uint8_t* const dstEnd = dst + room;
-        while (dstNext != dstEnd) {
+        uint32_t left = room;
+        while (left != 0) {
             if (due_.left() == 0) renew();
             DueSlots::Due due;
             if (!due_.find(due)) [[unlikely]] {
-                if (!occurFar<ordering>(dstNext)) break;
+                if (!occurFar<ordering>(dst)) break;
+                ++dst;
+                --left;
                 continue;
             }
-            auto longest = static_cast<uint32_t>(dstEnd - dstNext);
-            longest = std::min({longest, due_.left(), due.gap});
-            longest = std::min(longest, occurrencesToExchange<ordering>(counts_, due.slot));
+            const uint32_t toExchange = occurrencesToExchange<ordering>(counts_, due.slot);
+            const uint32_t longest = std::min({left, due_.left(), due.gap, toExchange});
             uint32_t remaining = 0;
-            const uint32_t run = emit(due.slot, dstNext, longest, remaining);
-            dstNext += run;
-            due_.occur(due, run, remaining);
+            const uint32_t run = emit(due.slot, dst, longest, remaining);
+            dst += run;
+            left -= run;
             counts_[due.slot] += run;
-            exchangeIfDue<ordering>(due.slot);
+            due_.occur(due, run, remaining);
+            if (run == toExchange) exchange(due.slot, partnerOf<ordering>(due.slot));
         }
-        return static_cast<uint32_t>(dstNext - dst);
+        return room - left;
     }
 
     bool finished() const { return !due_.anyLive(); }
@@ -110,17 +112,22 @@ class BlockDecoder {
   private:
     // Up to `longest` occurrences of the value in `slot`, while it needs to wait for no other;
     // `remaining` is what it waits for then.
-    uint32_t emit(uint32_t slot, uint8_t* dst, uint32_t longest, uint32_t& remaining) {
+    [[gnu::always_inline]] uint32_t emit(uint32_t slot, uint8_t* dst, uint32_t longest,
+                                         uint32_t& remaining) {
         if (slot == kLastSlot) return emitZeros(dst, longest, remaining);
         const uint8_t index = streamIn_[slot];
         DecodeStream& stream = streams_[index];
         const auto value = static_cast<uint8_t>(kLastSlot - index);
+        StreamReader reader(block_, stream);
+        uint32_t ahead = stream.interval;
         uint32_t run = 0;
         do {
             dst[run++] = value;
-            remaining = stream.interval;
-            stream.interval = readInterval(block_, stream);
+            remaining = ahead;
+            ahead = reader.read();
         } while (remaining == 0 && run < longest);
+        stream.interval = ahead;
+        reader.save();
         return run;
     }
 
@@ -132,11 +139,7 @@ class BlockDecoder {
         return run;
     }
 
-    template <Ordering ordering>
-    void exchangeIfDue(uint32_t slot) {
-        if (!mayMove<ordering>(slot)) return;
-        const uint32_t partner = partnerOf<ordering>(slot);
-        if (counts_[slot] <= counts_[partner]) return;
+    void exchange(uint32_t slot, uint32_t partner) {
         due_.exchange(slot, partner);
         std::swap(counts_[slot], counts_[partner]);
         std::swap(streamIn_[slot], streamIn_[partner]);
@@ -151,7 +154,7 @@ class BlockDecoder {
     // One occurrence where no slot is at zero: after the last byte of a block, when none is live
     // either, and in damaged blocks.
     template <Ordering ordering>
-    [[gnu::noinline]] bool occurFar(uint8_t*& dstNext) {
+    [[gnu::noinline]] bool occurFar(uint8_t* dst) {
         uint32_t remaining[kSlots];
         due_.collect(remaining);
         const uint32_t* least = std::min_element(remaining, remaining + kSlots);
@@ -160,10 +163,11 @@ class BlockDecoder {
         for (uint32_t below = 0; below < slot; ++below) {
             if (remaining[below] != kExhausted) --remaining[below];
         }
-        dstNext += emit(slot, dstNext, 1, remaining[slot]);
+        const uint32_t toExchange = occurrencesToExchange<ordering>(counts_, slot);
+        emit(slot, dst, 1, remaining[slot]);
         due_.spread(remaining);
         ++counts_[slot];
-        exchangeIfDue<ordering>(slot);
+        if (toExchange == 1) exchange(slot, partnerOf<ordering>(slot));
         return true;
     }
 

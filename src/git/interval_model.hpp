@@ -39,13 +39,12 @@ class IntervalModel {
         addBelow(slotCounts_ + group * kLanes, slot % kLanes, amount);
     }
 
-    // Exchanges what two slots have counted; the counts themselves belong to the places.
-    void exchange(uint32_t a, uint32_t b) {
-        const uint32_t laterA = laterCount(a);
-        const uint32_t laterB = laterCount(b);
-        const uint32_t intervalA = laterA - restartedAt_[a];
-        restartedAt_[a] = laterA - (laterB - restartedAt_[b]);
-        restartedAt_[b] = laterB - intervalA;
+    // Exchanges the intervals of a slot that was restarted last and of another; the counts
+    // themselves belong to the places.
+    void exchange(uint32_t restarted, uint32_t other) {
+        const uint32_t laterOther = laterCount(other);
+        restartedAt_[restarted] = laterCount(restarted) - (laterOther - restartedAt_[other]);
+        restartedAt_[other] = laterOther;
     }
 
     void settle() {

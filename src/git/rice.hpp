@@ -82,11 +82,12 @@ constexpr uint32_t kSumLimit = 0x7FFFFFFF;
 
 // The smallest n >= 1 with count << n >= sum. With d the difference of their widths in bits,
 // count << d is as wide as sum and count << (d - 1) is narrower: n is d or d + 1.
+// Differences below zero may count as zero: count << 0 is not below such a sum. (No branch, for
+// which it is would be a coin toss.)
 constexpr uint32_t parameterFor(uint32_t sum, const TallyStep& step) {
-    const int difference = std::bit_width(sum | 1) - step.countWidth;
-    if (difference < 1) return 1;
-    const auto shift = static_cast<uint32_t>(difference);
-    return shift + (uint32_t{step.count} << shift < sum ? 1 : 0);
+    const int width = 32 - __builtin_clz(sum | 1);
+    const auto shift = static_cast<uint32_t>(std::max(width - step.countWidth, 0));
+    return std::max(shift + (uint32_t{step.count} << shift < sum ? 1 : 0), 1U);
 }
 
 inline void adapt(RiceStats& stats, uint32_t value) {

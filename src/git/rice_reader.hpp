@@ -105,23 +105,51 @@ inline uint64_t readEscaped(BitCursor& cursor, uint32_t k) {
     return interval;
 }
 
+// One stream's next codes, in registers from construction to save(): nothing takes its address.
 // Reads up to four bytes behind the stream's last one, where in a coded block the length word of
 // the next stream lies: not for the last stream.
-inline uint32_t readInterval(const uint8_t* block, DecodeStream& stream) {
-    const uint32_t position = stream.bitPosition;
-    const uint32_t k = stream.stats.parameter;
-    const uint32_t window = loadBe<uint32_t>(block + stream.offset + position / 8)
-                            << (position % 8);
-    const auto quotient = static_cast<uint32_t>(std::countl_one(window));
-    const uint32_t after = position + quotient + 1 + k;
-    if (quotient >= kEscapeOnes || k > kWordParameter || after > stream.bitEnd) [[unlikely]]
-        return readIntervalCarefully(block, stream);
-    const uint32_t value = (quotient << k) + (window << (quotient + 1) >> (32 - k));
-    stream.bitPosition = after;
-    RiceStats stats = stream.stats.load();
-    adapt(stats, value);
-    stream.stats.store(stats);
-    return value;
-}
+class StreamReader {
+  public:
+    StreamReader(const uint8_t* block, DecodeStream& stream)
+        : block_(block), bytes_(block + stream.offset), end_(stream.bitEnd), stream_(stream) {
+        load();
+    }
+
+    void save() const {
+        stream_.bitPosition = position_;
+        stream_.stats.store(stats_);
+    }
+
+    [[gnu::always_inline]] uint32_t read() {
+        const uint32_t k = stats_.parameter;
+        const uint32_t window = loadBe<uint32_t>(bytes_ + position_ / 8) << (position_ % 8);
+        // The set bit only stops runs that are too long in any case.
+        const auto quotient = static_cast<uint32_t>(__builtin_clz(~window | 1));
+        const uint32_t after = position_ + quotient + 1 + k;
+        if (quotient >= kEscapeOnes || k > kWordParameter || after > end_) [[unlikely]] {
+            save();
+            const uint32_t interval = readIntervalCarefully(block_, stream_);
+            load();
+            return interval;
+        }
+        const uint32_t value = (quotient << k) + (window << (quotient + 1) >> (32 - k));
+        position_ = after;
+        adapt(stats_, value);
+        return value;
+    }
+
+  private:
+    void load() {
+        position_ = stream_.bitPosition;
+        stats_ = stream_.stats.load();
+    }
+
+    const uint8_t* block_;
+    const uint8_t* bytes_;
+    uint32_t end_;
+    uint32_t position_;
+    RiceStats stats_;
+    DecodeStream& stream_;
+};
 
 }  // namespace zeldc::git
