@@ -265,6 +265,16 @@ TEST(VlcDecode, WorkedExample) {
     EXPECT_EQ(offset, 6);
 }
 
+// An element's sign is there if any of its bits is set, also one that the 16-bit result lacks.
+TEST(VlcDecode, WideElements) {
+    const Tuple tuple{1, 20};
+    const VlcCode code{{{0x50000, 0, 1}, {0x4FFFF, 2, 2}, {0, 3, 2}}, {1, 1}};
+    const Spec spec(code, tuple);
+    Random random(9);
+    expectDecoded(code, tuple, spec, validStream(random, code, tuple, 3, 100), 3, 100);
+    expectDecoded(code, tuple, spec, "0111010", 0, 3);
+}
+
 TEST(VlcDecode, ArgumentsInOrder) {
     const VlcCode code{{{1, 0, 1}, {2, 1, 1}}, {1}};
     const Spec plain(code);
