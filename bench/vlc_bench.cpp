@@ -5,6 +5,7 @@
 // code of up to 12 bits. Values are drawn with the probabilities that the code lengths stand for.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -130,14 +131,13 @@ size_t walkCode(const uint8_t* stream, size_t position, const Entry* table, uint
 }
 
 template <class Entry>
-size_t walkBlock(const Code& code, const uint8_t* header, const uint8_t* stream, int16_t* dst,
-                 size_t count) {
+size_t walkBlock(const Code& code, const uint8_t* header, const uint8_t* stream, int16_t* dst) {
     uint32_t fields[6];
     std::memcpy(fields, header, sizeof fields);
     const auto* const table =
         reinterpret_cast<const Entry*>(header + (code.tupleLength == 0 ? 32 : 64));
     size_t position = 0;
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < kCodes; ++i) {
         int32_t leaf = 0;
         position = walkCode(stream, position, table, fields[5], &leaf);
         if (code.tupleLength == 0) *dst++ = static_cast<int16_t>(leaf);
@@ -154,9 +154,9 @@ size_t walk(const Code& code, const VlcDecodeSpec* spec, const uint8_t* stream, 
     const auto* const header = reinterpret_cast<const uint8_t*>(spec);  // aligned by InitAlloc
     uint32_t entryWidth;
     std::memcpy(&entryWidth, header + 16, 4);
-    if (entryWidth == 8) return walkBlock<uint8_t>(code, header, stream, dst, kCodes);
-    if (entryWidth == 16) return walkBlock<uint16_t>(code, header, stream, dst, kCodes);
-    return walkBlock<uint32_t>(code, header, stream, dst, kCodes);
+    if (entryWidth == 8) return walkBlock<uint8_t>(code, header, stream, dst);
+    if (entryWidth == 16) return walkBlock<uint16_t>(code, header, stream, dst);
+    return walkBlock<uint32_t>(code, header, stream, dst);
 }
 
 size_t writeBits(uint8_t* stream, size_t position, uint32_t bits, uint32_t length) {
@@ -230,13 +230,20 @@ struct Sample {
     VlcEncodeSpec* encodeSpec = nullptr;
 };
 
-size_t decode(const Sample& sample, int16_t* dst) {
+// By calls of at most `piece` 16-bit elements.
+size_t decode(const Sample& sample, int16_t* dst, size_t piece) {
     const uint8_t* next = sample.stream.data();
     int32_t offset = 0;
-    const auto count = static_cast<int32_t>(sample.values.size());
     const auto block =
         sample.code.tupleLength == 0 ? zelsVLCDecodeBlock_1u16s : zelsVLCDecodeUTupleBlock_1u16s;
-    check(block(&next, &offset, dst, count, sample.decodeSpec) == zelStsOk, "decoding");
+    for (size_t left = sample.values.size(); left != 0;) {
+        const size_t count = std::min(left, piece);
+        check(
+            block(&next, &offset, dst, static_cast<int32_t>(count), sample.decodeSpec) == zelStsOk,
+            "decoding");
+        dst += count;
+        left -= count;
+    }
     return static_cast<size_t>(next - sample.stream.data()) * 8 + static_cast<size_t>(offset);
 }
 
@@ -255,12 +262,13 @@ void report(benchmark::State& state) {
         kCodes, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-void benchDecode(benchmark::State& state, const Code& code, bool byBits) {
+void benchDecode(benchmark::State& state, const Code& code, size_t piece) {
+    const bool byBits = piece == 0;
     const Sample sample(code);
     std::vector<int16_t> dst(sample.values.size());
     for (auto _ : state) {
         const size_t bits = byBits ? walk(code, sample.decodeSpec, sample.stream.data(), dst.data())
-                                   : decode(sample, dst.data());
+                                   : decode(sample, dst.data(), piece);
         check(bits == sample.bits, "decoded length");
     }
     check(dst == sample.values, "decoded values");
@@ -301,12 +309,17 @@ void benchBuild(benchmark::State& state) {
 
 int main(int argc, char** argv) {
     for (const Code& code : codes()) {
+        const std::pair<const char*, size_t> ways[] = {
+            {"zeldc", SIZE_MAX}, {"zeldc_by_64", 64}, {"by_bits", 0}};
+        for (const auto& [name, piece] : ways) {
+            const size_t size = piece;
+            benchmark::RegisterBenchmark(
+                ("decode/" + code.name + "/" + name).c_str(),
+                [&code, size](benchmark::State& state) { benchDecode(state, code, size); });
+        }
+        if (code.tupleLength != 0) continue;
         for (const bool byBits : {false, true}) {
             const std::string kind = byBits ? "by_bits" : "zeldc";
-            benchmark::RegisterBenchmark(
-                ("decode/" + code.name + "/" + kind).c_str(),
-                [&code, byBits](benchmark::State& state) { benchDecode(state, code, byBits); });
-            if (code.tupleLength != 0) continue;
             benchmark::RegisterBenchmark(
                 ("encode/" + code.name + "/" + kind).c_str(),
                 [&code, byBits](benchmark::State& state) { benchEncode(state, code, byBits); });

@@ -46,12 +46,19 @@ void require(bool condition) {
     if (!condition) std::abort();
 }
 
-// The stream from a word boundary on, and the two words that reading ahead may need behind it.
-std::vector<uint32_t> words(const Input& input) {
-    std::vector<uint32_t> buffer(input.left() / 4 + 3);
-    if (input.left() != 0) std::memcpy(buffer.data(), input.rest(), input.left());
-    return buffer;
-}
+// The input's rest, `times` over, from a word boundary on, and the words behind it that reading
+// ahead may need.
+struct Stream {
+    Stream(const Input& input, size_t times) : size(input.left() * times), words(size / 4 + 3) {
+        auto* next = reinterpret_cast<uint8_t*>(words.data());
+        for (; input.left() != 0 && times-- > 0; next += input.left())
+            std::memcpy(next, input.rest(), input.left());
+    }
+    const uint8_t* start() const { return reinterpret_cast<const uint8_t*>(words.data()); }
+
+    size_t size;
+    std::vector<uint32_t> words;
+};
 
 size_t bitsBetween(const uint8_t* start, const uint8_t* end, int32_t offset) {
     return static_cast<size_t>(end - start) * 8 + static_cast<size_t>(offset);
@@ -92,7 +99,7 @@ void encodeAgain(const Code& code, const std::vector<int16_t>& values, const uin
     zelsVLCEncodeFree_32s(spec);
 }
 
-void decodePlain(const Code& code, const Input& input, bool prefixFree) {
+void decodePlain(const Code& code, const Stream& stream, bool prefixFree) {
     int32_t size = 0;
     VlcDecodeSpec* spec = nullptr;
     if (zelsVLCDecodeGetSize_32s(code.records.data(), code.recordCount(), code.widths.data(),
@@ -102,14 +109,13 @@ void decodePlain(const Code& code, const Input& input, bool prefixFree) {
                                    code.widthCount(), &spec) != zelStsOk) {
         return;
     }
-    const std::vector<uint32_t> buffer = words(input);
-    const auto* const start = reinterpret_cast<const uint8_t*>(buffer.data());
+    const uint8_t* const start = stream.start();
     std::vector<int16_t> singly;
     const uint8_t* next = start;
     int32_t offset = 0;
     size_t bits = 0;
     // A call that starts before the input's end ends at most one word behind it.
-    while (bitsBetween(start, next, offset) < input.left() * 8) {
+    while (bitsBetween(start, next, offset) < stream.size * 8) {
         int16_t value = 0;
         const ZelStatus status = zelsVLCDecodeOne_1u16s(&next, &offset, &value, spec);
         require(status == zelStsOk || status == zelStsBadData);
@@ -128,7 +134,7 @@ void decodePlain(const Code& code, const Input& input, bool prefixFree) {
     zelsVLCDecodeFree_32s(spec);
 }
 
-void decodeTuples(const Code& code, const Input& input, int32_t length, int32_t width) {
+void decodeTuples(const Code& code, const Stream& stream, int32_t length, int32_t width) {
     int32_t size = 0;
     VlcDecodeSpec* spec = nullptr;
     if (zelsVLCDecodeUTupleGetSize_32s(code.records.data(), code.recordCount(), code.widths.data(),
@@ -139,11 +145,10 @@ void decodeTuples(const Code& code, const Input& input, int32_t length, int32_t 
                                          &spec) != zelStsOk) {
         return;
     }
-    std::vector<uint32_t> buffer = words(input);
     // At most 62 bits to a tuple with its signs, so eight bytes of input hold one.
-    const auto* const start = reinterpret_cast<const uint8_t*>(buffer.data());
+    const uint8_t* const start = stream.start();
     const auto unit = static_cast<size_t>(length);
-    std::vector<int16_t> values((input.left() / 8 + 1) * unit);
+    std::vector<int16_t> values((stream.size / 8 + 1) * unit);
     std::vector<int16_t> singly(values.size());
     const uint8_t* next = start;
     int32_t offset = 0;
@@ -192,9 +197,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         record.value = static_cast<int16_t>(input.number(2));
     }
     if ((flags & 2) != 0) {
-        decodeTuples(code, input, 1 + (flags >> 2) % 8, 1 + (flags >> 5));
+        decodeTuples(code, Stream(input, 1), 1 + (flags >> 2) % 8, 1 + (flags >> 5));
     } else {
-        decodePlain(code, input, sound && isPrefixFree(code));
+        // Long blocks decode by other means.
+        decodePlain(code, Stream(input, (flags & 4) != 0 ? 64 : 1), sound && isPrefixFree(code));
     }
     return 0;
 }

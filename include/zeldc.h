@@ -1721,6 +1721,9 @@ ZELDC_API ZelStatus zelsVLCDecodeUTupleGetSize_32s(const VlcCodeRecord* pRecords
  * another one: the shorter code ends in a level before the longer one does, and comes first. (Codes
  * that end in the same level overwrite each other silently, the later record winning.) The spec is
  * then not to be used.
+ *
+ * The time taken grows with the table, as each entry that a code covers is written; where many
+ * codes overwrite each other, every one of them counts in full.
  */
 ZELDC_API ZelStatus zelsVLCDecodeInit_32s(const VlcCodeRecord* pRecords, int32_t recordCount,
                                           const int32_t* pSubTableSizes, int32_t subTableCount,

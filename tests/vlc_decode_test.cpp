@@ -86,6 +86,7 @@ void expectDecoded(const VlcCode& code, Tuple tuple, const VlcDecodeSpec* spec, 
         in[i / 8] = static_cast<uint8_t>(in[i / 8] | (stream[i] - '0') << (7 - i % 8));
     const size_t room = unit * units;
     GuardedBuffer out(room * 2 + 1);
+    std::memset(out.data(), 0x5A, out.size());
     const uint8_t* next = in.data() + start / 8;
     auto offset = static_cast<int32_t>(start % 8);
     auto* const dst = reinterpret_cast<int16_t*>(out.data() + 1);
@@ -107,7 +108,7 @@ void expectDecoded(const VlcCode& code, Tuple tuple, const VlcDecodeSpec* spec, 
     if (!values.empty()) std::memcpy(values.data(), out.data() + 1, values.size() * 2);
     ASSERT_EQ(values, expected.values);
     for (size_t i = 1 + 2 * values.size(); i < out.size(); ++i)
-        ASSERT_EQ(out[i], 0) << "written behind the last value";
+        ASSERT_EQ(out[i], 0x5A) << "written behind the last value";
 }
 
 Bits randomBits(Random& random, size_t count) {
@@ -262,6 +263,16 @@ TEST(VlcDecode, WorkedExample) {
     EXPECT_EQ(std::vector<int16_t>(values, values + 4), std::vector<int16_t>({7, -3, 1, 7}));
     EXPECT_EQ(stream, data);
     EXPECT_EQ(offset, 6);
+}
+
+// An element's sign is there if any of its bits is set, also one that the 16-bit result lacks.
+TEST(VlcDecode, WideElements) {
+    const Tuple tuple{1, 20};
+    const VlcCode code{{{0x50000, 0, 1}, {0x4FFFF, 2, 2}, {0, 3, 2}}, {1, 1}};
+    const Spec spec(code, tuple);
+    Random random(9);
+    expectDecoded(code, tuple, spec, validStream(random, code, tuple, 3, 100), 3, 100);
+    expectDecoded(code, tuple, spec, "0111010", 0, 3);
 }
 
 TEST(VlcDecode, ArgumentsInOrder) {

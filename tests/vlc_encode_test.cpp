@@ -16,17 +16,20 @@ using support::GuardedBuffer;
 using support::Random;
 using support::VlcCode;
 
-// A spec in memory of exactly its size, `shift` bytes in.
+// A spec in memory of exactly its size, `shift` (0..31) bytes before an unreadable page.
 struct Built {
     explicit Built(const std::vector<VlcCodeRecord>& records, size_t shift = 0)
         : count(static_cast<int32_t>(records.size())),
           status(zelsVLCEncodeGetSize_32s(records.data(), count, &size)),
-          memory(static_cast<size_t>(size) + shift) {
+          memory(static_cast<size_t>(size) + shift),
+          tail(shift) {
         std::memset(memory.data(), 0xA5, memory.size());
         if (status == zelStsOk) status = zelsVLCEncodeInit_32s(records.data(), count, spec());
         header = start() + (-reinterpret_cast<uintptr_t>(start()) & 31);
+        for (size_t i = 0; i < tail; ++i)
+            EXPECT_EQ(memory.end()[-1 - static_cast<int>(i)], 0xA5);
     }
-    uint8_t* start() { return memory.end() - size; }
+    uint8_t* start() { return memory.data(); }
     VlcEncodeSpec* spec() { return reinterpret_cast<VlcEncodeSpec*>(start()); }
     uint32_t word(size_t i) const {
         uint32_t value;
@@ -38,6 +41,7 @@ struct Built {
     int32_t size = 0;
     ZelStatus status;
     GuardedBuffer memory;
+    size_t tail;
     uint8_t* header;
 };
 
@@ -45,8 +49,8 @@ TEST(VlcEncode, TablesByValue) {
     // -2..5 with gaps; the second record of 3 loses; junk above the lengths goes.
     const std::vector<VlcCodeRecord> records{
         {3, 0x7F2, 4}, {-2, -1, 32}, {5, 1, 1}, {3, 7, 3}, {0, 0, 2}};
-    for (size_t padding = 0; padding < 64; padding += 4) {
-        Built built(records, padding);
+    for (size_t shift = 0; shift < 32; ++shift) {
+        Built built(records, shift);
         ASSERT_EQ(built.status, zelStsOk);
         EXPECT_EQ(built.size, (16 + 8) * 4 + 64);
         const auto table = static_cast<uint32_t>(
@@ -162,7 +166,7 @@ TEST(VlcEncode, WritesEveryByteAsTheBitWriterAndDecodesBack) {
         support::randomWidths(random, code, 9);
         // One value of the alphabet may have no code; it ends the block.
         const bool broken = round % 4 == 3;
-        Built built(code.records, 4 * (static_cast<size_t>(round) % 16));
+        Built built(code.records, static_cast<size_t>(round) % 32);
         ASSERT_EQ(built.status, zelStsOk);
         const size_t start = static_cast<size_t>(round) % 32;
         std::vector<int16_t> values;

@@ -13,7 +13,8 @@
 
 namespace zeldc::vlc {
 
-// Values or tuples that make it worth while: about four times what the table's making costs.
+// Values or tuples that make it worth while. The table takes some 10 us to make; it saves 2 ns a
+// value, 7 ns a tuple (EPYC, 32 and 64 bits alike), and so has paid at about 5,000 values.
 constexpr int32_t kBulkCount = 8192;
 
 constexpr uint32_t kBulkBits = 11;

@@ -91,9 +91,8 @@ bool decodeAll(const Table<Entry>& table, ReadPosition& position, S16* dst, int3
 int32_t decodeFromBulk(const BulkTable& table, ReadPosition& position, S16* dst, int32_t count) {
     constexpr int32_t kLookups = kWindowBits / kBulkBits;
     ReadPosition next = position;
-    const S16* const dstStart = dst;
-    const S16* const dstLast = dst + count - 3 * kLookups;
-    for (bool allSettled = true; allSettled && dst <= dstLast;) {
+    int32_t left = count;
+    for (bool allSettled = true; allSettled && left >= 3 * kLookups;) {
         Window window = windowAfterConsumed(next);
         uint32_t used = 0;
         for (int32_t i = 0; i < kLookups; ++i) {
@@ -105,13 +104,14 @@ int32_t decodeFromBulk(const BulkTable& table, ReadPosition& position, S16* dst,
             dst[values >> 1] = found.values[1];
             dst[0] = found.values[0];
             dst += values;
+            left -= static_cast<int32_t>(values);
             window <<= found.length;
             used += found.length;
         }
         next.advance(used);
     }
     position = next;
-    return static_cast<int32_t>(dst - dstStart);
+    return count - left;
 }
 
 template <class Entry>
@@ -122,7 +122,6 @@ __attribute__((noinline)) bool decodeBulk(const Table<Entry>& table, ReadPositio
         if (!decodeOne(table, position, *dst)) return false;
         ++dst;
         --count;
-        if (count < 16) continue;
         const int32_t decoded = decodeFromBulk(bulk, position, dst, count);
         dst += decoded;
         count -= decoded;

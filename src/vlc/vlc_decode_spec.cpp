@@ -91,7 +91,7 @@ ZelStatus initAllocated(const Description& code, VlcDecodeSpec** ppSpec) {
         release(spec);
         return status;
     }
-    store(ppSpec, spec);
+    *anyAlignment(ppSpec) = spec;
     return zelStsOk;
 }
 

@@ -105,7 +105,6 @@ int32_t decodeFromBulk(const BulkTupleTable& table, ReadPosition& position, S16*
     constexpr int32_t kLookups = kWindowBits / (kBulkTupleBits + 4);
     static_assert(kLookups >= 1);
     ReadPosition next = position;
-    const S16* const dstStart = dst;
     int32_t left = count;
     for (bool allSettled = true; allSettled && left >= kLookups;) {
         Window window = windowAfterConsumed(next);
@@ -128,7 +127,7 @@ int32_t decodeFromBulk(const BulkTupleTable& table, ReadPosition& position, S16*
         next.advance(used);
     }
     position = next;
-    return static_cast<int32_t>(dst - dstStart) / static_cast<int32_t>(kLength);
+    return count - left;
 }
 
 template <class Entry, uint32_t kLength>

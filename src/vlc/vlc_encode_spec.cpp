@@ -108,7 +108,7 @@ ZelStatus zelsVLCEncodeInitAlloc_32s(const VlcCodeRecord* pRecords, int32_t reco
     if (block == nullptr) return zelStsNoMemory;
     auto* const spec = reinterpret_cast<VlcEncodeSpec*>(block);
     vlc::build(records, range, true, spec);
-    store(ppSpec, spec);
+    *anyAlignment(ppSpec) = spec;
     return zelStsOk;
 }
 

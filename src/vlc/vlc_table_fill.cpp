@@ -52,10 +52,8 @@ class TableFiller {
 
   private:
     void setLeaves(Unaligned<Entry>* dst, Entry leaf, size_t count) {
-        Entry nonEmpty = 0;
-        for (size_t i = 0; i < count; ++i)
-            nonEmpty = static_cast<Entry>(nonEmpty | (dst[i] ^ kEmpty<Entry>));
-        overlapping_ = overlapping_ || nonEmpty != 0;
+        for (size_t i = 0; i < count && !overlapping_; ++i)
+            overlapping_ = dst[i] != kEmpty<Entry>;
         setEntries(dst, leaf, count);
     }
 
