@@ -292,7 +292,7 @@ ZELDC_API ZelStatus zelsBWTFwdGetSize_8u(int32_t len, int32_t* pSize);
  * it first comes upon rotations that are equal all around, and the others may keep an order that
  * is not theirs. This is the established result and is kept. The inverse then restores the block
  * from some of the rows that hold it, or from none of them: "ababac" seven times only from row 4 of
- * its seven, and about one in five of such blocks from no row. The index reported is one from which
+ * its seven, and many such blocks from no row. The index reported is one from which
  * the block is restored whenever there is one. A chain of stages must therefore make sure that a
  * block is no such repetition, or that the inverse restores it; one byte less makes a block that is
  * restored, and the byte left out opens the next block. All other blocks are restored.
