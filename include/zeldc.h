@@ -269,7 +269,7 @@ ZELDC_API ZelStatus ownsCRC32_8u(const uint8_t* pSrc, int32_t len, uint32_t* pCR
 /*
  * The Burrows-Wheeler transform (Burrows and Wheeler, 1994) of a block: all its rotations are
  * sorted, the block being a ring without an end mark, and each row gives the byte in front of its
- * rotation. The primary index is the row of the block itself. Time is linear in the block's length
+ * rotation. The primary index is the row of the block itself. Time is close to linear in its length
  * whatever the bytes; nothing is allocated.
  */
 
