@@ -122,7 +122,7 @@ void measure(benchmark::State& state, const Block& block, Run prepare, Run run) 
                             static_cast<int64_t>(block.bytes.size()));
 }
 
-// ab_periodic and text_8_times are words repeated often, which need not be restored.
+// text_8_times is a word repeated often, which need not be restored.
 void verify(const Block& block) {
     Buffers buffers(block.bytes.size());
     forwardPeer(block.bytes, buffers);

@@ -726,7 +726,7 @@ extern ZELDC_API const OwnFillBuf ownTablFillBuf[8];
 /*
  * The Burrows-Wheeler transform (Burrows and Wheeler, 1994) of a block: all its rotations are
  * sorted, the block being a ring without an end mark, and each row gives the byte in front of its
- * rotation. The primary index is the row of the block itself. Time is linear in the block's length
+ * rotation. The primary index is the row of the block itself. Time is close to linear in its length
  * whatever the bytes; nothing is allocated.
  */
 
@@ -749,7 +749,7 @@ ZELDC_API ZelStatus zelsBWTFwdGetSize_8u(int32_t len, int32_t* pSize);
  * it first comes upon rotations that are equal all around, and the others may keep an order that
  * is not theirs. This is the established result and is kept. The inverse then restores the block
  * from some of the rows that hold it, or from none of them: "ababac" seven times only from row 4 of
- * its seven, and about one in five of such blocks from no row. The index reported is one from which
+ * its seven, and many such blocks from no row. The index reported is one from which
  * the block is restored whenever there is one. A chain of stages must therefore make sure that a
  * block is no such repetition, or that the inverse restores it; one byte less makes a block that is
  * restored, and the byte left out opens the next block. All other blocks are restored.

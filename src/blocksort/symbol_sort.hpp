@@ -85,8 +85,6 @@ class NumberedCursors {
 template <class Index>
 class SharedCursors {
   public:
-    static size_t sizeFor(size_t count) { return count / 2; }
-
     explicit SharedCursors(Index* memory) : cursors_(memory) {}
 
     void toStarts(const Index* text, size_t n) {
