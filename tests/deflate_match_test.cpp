@@ -228,16 +228,26 @@ TEST(DeflateMatch, PairStreamsAreExact) {
 }
 
 TEST(DeflateMatch, FastPairsAreExactOnEveryShape) {
-    for (const auto& shape : shapes(150000, 5)) {
-        SCOPED_TRACE(shape.name);
-        Encoder encoder(Lz77LevelFast);
-        Model model(Lz77LevelFast);
-        for (size_t at = 0; at < shape.bytes.size(); at += 50000) {
-            const Bytes chunk(shape.bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                              shape.bytes.begin() + static_cast<std::ptrdiff_t>(at + 50000));
-            size_t consumed = 0;
-            const Pairs expected = model.parse(chunk, Lz77FlushNone, chunk.size(), consumed);
-            ASSERT_TRUE(encoder.parse(chunk).pairs == expected);
+    auto all = shapes(160000, 5);
+    // The farthest distance of all, which needs the whole history after every kind of upkeep.
+    const Bytes period = randomBytes(32767, 6);
+    Bytes far;
+    while (far.size() < 160000)
+        far.insert(far.end(), period.begin(), period.end());
+    far.resize(160000);
+    all.push_back({"far", far});
+    for (const auto& shape : all) {
+        for (const size_t call : {400U, 40000U}) {
+            SCOPED_TRACE(shape.name);
+            Encoder encoder(Lz77LevelFast);
+            Model model(Lz77LevelFast);
+            for (size_t at = 0; at < shape.bytes.size(); at += call) {
+                const Bytes chunk(shape.bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                                  shape.bytes.begin() + static_cast<std::ptrdiff_t>(at + call));
+                size_t consumed = 0;
+                const Pairs expected = model.parse(chunk, Lz77FlushNone, chunk.size(), consumed);
+                ASSERT_TRUE(encoder.parse(chunk).pairs == expected);
+            }
         }
     }
 }
