@@ -387,4 +387,45 @@ TEST(DeflateDecodeHostile, BodyWithoutTables) {
               zelStsBadSize);
 }
 
+// The fast loop alone, with the matches that it leaves to its caller copied here.
+TEST(DeflateDecodeHotSpot, DecodesABodyWithItsCaller) {
+    const Bytes plain = textLike(60000, 6);
+    ZlibSettings settings;
+    settings.memLevel = 9;
+    const Bytes stream = zlibStream(plain, settings);
+    State state;
+    ASSERT_EQ(getType(stream, state).type, Lz77BlockDynamic);
+    // One byte, and with it the tables.
+    const uint8_t* src = stream.data() + 1;
+    auto srcLeft = static_cast<int32_t>(stream.size() - 1);
+    Bytes out(plain.size() + 400);
+    uint8_t* dst = out.data();
+    int32_t room = 1;
+    ASSERT_EQ(zelsDecodeLZ77DynamicHuffFull_8u(&src, &srcLeft, &dst, &room, 0, state),
+              zelStsDstFull);
+    room = static_cast<int32_t>(out.size() - 1);
+    const uint8_t* const start = dst;
+    int32_t result = 1;
+    while (result > 0) {
+        result = ownDecodeLZ77DHF_HotSpot(&src, &srcLeft, start, &dst, &room, state);
+        if (result <= 0) break;
+        for (int32_t i = 0; i < result >> 16; ++i, ++dst, --room)
+            *dst = dst[-(result & 0xFFFF)];
+    }
+    EXPECT_EQ(result, 0);
+    EXPECT_LE(srcLeft, 40);
+    const auto made = static_cast<size_t>(dst - out.data());
+    EXPECT_GT(made, plain.size() - 3000);
+    EXPECT_EQ(std::memcmp(out.data(), plain.data(), made), 0);
+    // The rest by the decoder that it belongs to; the history is missing, the bits are not.
+    const PairCall rest =
+        callPairs(zelsDecodeLZ77DynamicHuff_8u, Bytes(src, src + srcLeft), 5000, state);
+    EXPECT_EQ(rest.status, zelStsStreamEnd);
+    EXPECT_EQ(rest.consumed, srcLeft);
+    size_t size = made;
+    for (const auto& [length, distance] : rest.pairs)
+        size += distance == 0 ? 1 : static_cast<size_t>(length);
+    EXPECT_EQ(size, plain.size());
+}
+
 }  // namespace
