@@ -59,14 +59,15 @@ constexpr Entry kUnreached = kExceptional | kInvalid | 1 << 8 | 1;
 // Codes in canonical order have ascending lengths, so all subtables whose codes have one length L
 // only take as many entries as they have codes, and a subtable with several lengths occurs at most
 // once for each step from a length to the next, the unfinished last one of an incomplete code
-// included. Literal/length: at most 288 + 5 * 2^4 entries. Distance: 32 codes fill at most 146
+// included. Literal/length: at most 288 + 5 * 2^5 entries. Distance: 32 codes fill at most 146
 // entries of complete subtables (counted over all complete codes), and an unfinished one has 128.
 // The builder checks all the same: codes whose subtable has no room stay unreached.
-constexpr int32_t kLitLenBits = 11;
+// Wide bit buffers hold three look-ups of eleven bits, narrow ones three of ten.
+constexpr int32_t kLitLenBits = sizeof(void*) == 8 ? 11 : 10;
 constexpr int32_t kDistanceBits = 8;
 constexpr int32_t kLitLenEntries = 2560;
 constexpr int32_t kDistanceEntries = 608;
-static_assert(kLitLenEntries >= (1 << kLitLenBits) + kLitLenAlphabet + 5 * 16);
+static_assert(kLitLenEntries >= (1 << kLitLenBits) + kLitLenAlphabet + 5 * 32);
 static_assert(kDistanceEntries >= (1 << kDistanceBits) + 146 + 128);
 
 template <class Element>

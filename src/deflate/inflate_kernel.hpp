@@ -46,19 +46,25 @@ static_assert(3 * 3 + 4 <= kSrcMargin && 7 + 8 <= kSrcMargin);
 constexpr int32_t kByteMargin = 2 + static_cast<int32_t>(kLongestMatch) + kCopyOverrun;
 constexpr int32_t kPairMargin = 3 * 4;
 
-// Bits available in a round, at the least: on entry kRefilledBits. Literals come from the first
-// level, others may need a subtable.
-constexpr int32_t kLiteralBits = kLitLenBits;
+// Bits in a round. A refill leaves all kWordBits bits of the buffer those of the stream, so that
+// many can be looked at, but only kRefilledBits of them may be consumed before the next one.
+// Literals of a round are consumed as first-level codes; a length or distance may have a subtable.
 constexpr int32_t kLengthBits = kLongestCode + 5;
 constexpr int32_t kDistanceCodeBits = kLongestCode;
 constexpr int32_t kDistanceExtraBits = 13;
-static_assert(2 * kLiteralBits <= kRefilledBits);                // two literals per refill
-static_assert(!kWideWord || 3 * kLiteralBits <= kRefilledBits);  // or three
-static_assert(kLengthBits <= kRefilledBits);
-static_assert(!kWideWord || kLengthBits + kDistanceCodeBits + kDistanceExtraBits <= kRefilledBits);
-static_assert(kDistanceCodeBits <= kRefilledBits);
-static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);  // without a subtable
-static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits <= kRefilledBits);
+// Two literals, and a look for the next symbol; where words are wide, three.
+static_assert(2 * kLitLenBits <= kRefilledBits && 3 * kLitLenBits <= kWordBits);
+static_assert(!kWideWord || (3 * kLitLenBits <= kRefilledBits && 4 * kLitLenBits <= kWordBits));
+// A length, after a refill or, where words are wide, two literals; then a look for the distance.
+static_assert(kLengthBits <= kRefilledBits && kLengthBits + kDistanceBits <= kWordBits);
+static_assert(!kWideWord || 2 * kLitLenBits + kLengthBits <= kRefilledBits);
+static_assert(!kWideWord || 2 * kLitLenBits + kLengthBits + kDistanceBits <= kWordBits);
+// A distance after a refill, where words are narrow one more between the levels; then a look for
+// the next symbol.
+static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);
+static_assert(kDistanceBits + kDistanceExtraBits + kLitLenBits <= kWordBits);
+static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits + kLitLenBits <= kWordBits);
+static_assert(!kWideWord || kDistanceCodeBits + kDistanceExtraBits + kLitLenBits <= kWordBits);
 
 // How a tier masks: the low bits of a word, as many as the low byte of `count` says.
 struct PlainTier {
@@ -212,7 +218,6 @@ template <class Sink, class Tier>
                 entry = bits.lookUp(litLen, kLitLenBits);
                 if (!kWideWord) {
                     bits.refill();
-                    entry = bits.lookUp(litLen, kLitLenBits);
                     continue;
                 }
                 if (isLiteral(entry)) {
