@@ -229,7 +229,7 @@ Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity, Sr
 
 Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity = 40000) {
     const auto all = [] { return size_t{1} << 24; };
-    return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 14; });
+    return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 15; });
 }
 
 uint64_t optimalCost(const std::vector<uint64_t>& weights) {
@@ -833,6 +833,18 @@ TEST(MultiHuffman, DecoderInBurstsTakesAndGivesTheSame) {
         if (round % 10 == 0) {
             EXPECT_EQ(paired.symbols, block.symbols);
         }
+    }
+}
+
+// More symbols than the selectors allow: what was taken before that shows must be the same, too.
+TEST(MultiHuffman, BurstsStopWhereTheSelectorsEnd) {
+    for (uint32_t shift = 0; shift < 16; ++shift) {
+        BitString bits = support::description(400, {2, 2, 2, 3, 3});
+        for (uint32_t i = 0; i < 21000 + shift; ++i)
+            bits.put(i % 7 == 0 ? 0b110 : i % 3, i % 7 == 0 ? 3 : 2);
+        const Paired paired = decodePaired(bits.put(0, static_cast<int32_t>(shift)).bytes(9000), 5);
+        EXPECT_EQ(paired.status, zelStsBadData);
+        EXPECT_EQ(paired.symbols.size(), 20000U);
     }
 }
 
