@@ -1,4 +1,4 @@
-// The two specification objects and what both directions share: layouts, records and placement.
+// The two spec objects and what both directions share: layouts, records and placement.
 #pragma once
 
 #include <cstddef>
