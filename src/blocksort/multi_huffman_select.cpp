@@ -3,17 +3,13 @@
 // and one addition a symbol.
 #include <emmintrin.h>
 
-#include <bit>
 #include <cstring>
 #include <utility>
 
 #include "blocksort/multi_huffman.hpp"
-#include "core/dispatch.hpp"
 
 namespace zeldc::blocksort {
 namespace {
-
-#define ZELDC_INLINE inline __attribute__((always_inline))
 
 constexpr int32_t kLanes = 8;
 static_assert(kMaxTables <= kLanes);
@@ -40,7 +36,7 @@ class CostTable {
             start_[t] = t < tableCount ? 0 : kUnusedLane;
     }
 
-    ZELDC_INLINE uint32_t cheapest(const U16* group, int32_t size) const {
+    [[gnu::always_inline]] inline uint32_t cheapest(const U16* group, int32_t size) const {
         __m128i sum = _mm_load_si128(reinterpret_cast<const __m128i*>(start_));
         if (size == kGroupSize) {
             for (int32_t i = 0; i < kGroupSize; i += kStep)
@@ -54,23 +50,24 @@ class CostTable {
 
   private:
     // With the next symbol's row behind it, in lanes that nobody looks at.
-    ZELDC_INLINE __m128i row(uint16_t symbol) const {
+    [[gnu::always_inline]] inline __m128i row(uint16_t symbol) const {
         return _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows_[symbol]));
     }
 
     template <int32_t... i>
-    ZELDC_INLINE __m128i sumOf(const U16* src, std::integer_sequence<int32_t, i...> /*n*/) const {
+    [[gnu::always_inline]] inline __m128i sumOf(const U16* src,
+                                                std::integer_sequence<int32_t, i...> /*n*/) const {
         __m128i sum = _mm_setzero_si128();
         ((sum = _mm_add_epi8(sum, row(src[i]))), ...);
         return sum;
     }
 
-    static ZELDC_INLINE __m128i addBytes(__m128i sum, __m128i bytes) {
+    [[gnu::always_inline]] static inline __m128i addBytes(__m128i sum, __m128i bytes) {
         return _mm_add_epi16(sum, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
     }
 
     // The first lane of those that hold the minimum.
-    static ZELDC_INLINE uint32_t lowestLane(__m128i costs) {
+    [[gnu::always_inline]] static inline uint32_t lowestLane(__m128i costs) {
         __m128i least = _mm_min_epi16(costs, _mm_shuffle_epi32(costs, _MM_SHUFFLE(1, 0, 3, 2)));
         least = _mm_min_epi16(least, _mm_shuffle_epi32(least, _MM_SHUFFLE(2, 3, 0, 1)));
         least = _mm_min_epi16(least,
@@ -86,7 +83,8 @@ class CostTable {
 // Symbols at even and odd places are counted apart: the frequent ones follow each other closely,
 // and each count of a symbol waits for the one before.
 template <int32_t step>
-ZELDC_INLINE void countGroup(const U16* group, int32_t size, uint32_t* even, uint32_t* odd) {
+[[gnu::always_inline]] inline void countGroup(const U16* group, int32_t size, uint32_t* even,
+                                              uint32_t* odd) {
     int32_t i = 0;
     for (; i < size - 1; i += 2) {
         even[group[i]] += static_cast<uint32_t>(step);
@@ -96,8 +94,9 @@ ZELDC_INLINE void countGroup(const U16* group, int32_t size, uint32_t* even, uin
 }
 
 template <bool recount>
-ZELDC_INLINE void chooseTables(const U16* src, int32_t symbolCount, const CostTable& costs,
-                               GroupCounts& counts, uint8_t* selectors) {
+[[gnu::always_inline]] inline void chooseTables(const U16* src, int32_t symbolCount,
+                                                const CostTable& costs, GroupCounts& counts,
+                                                uint8_t* selectors) {
     for (int32_t left = symbolCount; left > 0; left -= kGroupSize, src += kGroupSize) {
         const int32_t size = left < kGroupSize ? left : kGroupSize;
         const uint32_t chosen = costs.cheapest(src, size);
