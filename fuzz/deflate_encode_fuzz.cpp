@@ -27,6 +27,7 @@ class Choices {
     Choices(const uint8_t* data, size_t size) : data_(data), left_(size) {}
     uint32_t next() { return left_ == 0 ? 0 : data_[--left_]; }
     uint32_t below(uint32_t bound) { return next() % bound; }
+    bool exhausted() const { return left_ == 0; }
 
   private:
     const uint8_t* data_;
@@ -91,7 +92,9 @@ void roundTrip(const uint8_t* src, size_t size, Choices& choices) {
     bool counterAtZero = true;
     ZelStatus status = zelStsOk;
     while (status != zelStsStreamEnd) {
-        const size_t give = std::min<size_t>(choices.next() * (1 + choices.next()), size - at);
+        // Without choices left all that remains comes at once, or nothing ever would.
+        const size_t wanted = choices.next() * (1 + choices.next());
+        const size_t give = choices.exhausted() ? size - at : std::min(wanted, size - at);
         auto flush = static_cast<Lz77Flush>(choices.below(3));
         if (flush == Lz77FlushFull && (!counterAtZero || give > 32768)) flush = Lz77FlushSync;
         if (at + give == size) flush = Lz77FlushFinal;
