@@ -1517,7 +1517,7 @@ ZELDC_API ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len)
  * occurrence. It costs about 250 bytes more than strategy 3 on an empty block.
  *
  * A coded block is 256 streams in order, each a length of four bytes, most significant first, and
- * that many bytes: 1280 at least. It is not marked with its strategy or its size.
+ * that many bytes: 1281 at least. It is not marked with its strategy or its size.
  */
 
 /*
