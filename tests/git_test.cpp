@@ -490,11 +490,8 @@ TEST(Git, StreamsOfLargeValuesDecodeAsTheModel) {
                                     : bitRuns(random, 100 + random.below(300), 6 << round % 5);
         }
         Bytes block;
-        for (const auto& stream : streams) {
-            block.resize(block.size() + 4);
-            putLength(block, block.size() - 4, static_cast<uint32_t>(stream.size()));
-            block.insert(block.end(), stream.begin(), stream.end());
-        }
+        for (const auto& stream : streams)
+            support::gitAppendStream(block, stream);
         for (const int32_t strategy : {1, 2, 3}) {
             const auto expected = support::gitModelDecode(block, strategy, 900);
             const Decoded decoded = decode(block, strategy, 900);
@@ -523,12 +520,8 @@ TEST(Git, StepsOnTheirOwn) {
     int32_t size = 0;
     ASSERT_EQ(ownsDealBStreams(out.data(), &size, state), zelStsOk);
     Bytes expected;
-    for (const auto& stream : model) {
-        const Bytes bytes = stream.padded();
-        expected.resize(expected.size() + 4);
-        putLength(expected, expected.size() - 4, static_cast<uint32_t>(bytes.size()));
-        expected.insert(expected.end(), bytes.begin(), bytes.end());
-    }
+    for (const auto& stream : model)
+        support::gitAppendStream(expected, stream.padded());
     out.resize(static_cast<size_t>(size));
     EXPECT_EQ(out, expected);
 
