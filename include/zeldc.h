@@ -1513,6 +1513,7 @@ ZELDC_API ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len)
  *          slot 254
  *   3      slots keep their values, and the priming described next is left out
  *   other  slots keep their values
+ * Slot 255 keeps value 0 under each of them.
  * Priming: before the block every value occurs once, in slots 255 to 0, so that each has a last
  * occurrence. It costs about 250 bytes more than strategy 3 on an empty block.
  *
