@@ -18,12 +18,6 @@ using support::Bytes;
 
 constexpr size_t kMostInput = 20000;
 
-void appendStream(Bytes& block, const uint8_t* bytes, size_t length) {
-    for (const unsigned shift : {24U, 16U, 8U, 0U})
-        block.push_back(static_cast<uint8_t>(length >> shift));
-    block.insert(block.end(), bytes, bytes + length);
-}
-
 // Lengths are taken from the data itself: small as a rule, the last stream takes the rest.
 Bytes blockFrom(const uint8_t* data, size_t size) {
     Bytes block;
@@ -37,7 +31,7 @@ Bytes blockFrom(const uint8_t* data, size_t size) {
             --size;
             length = std::min(length, size);
         }
-        appendStream(block, data, length);
+        support::gitAppendStream(block, Bytes(data, data + length));
         data += length;
         size -= length;
     }

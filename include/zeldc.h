@@ -1513,11 +1513,12 @@ ZELDC_API ZelStatus D_COPY_SLOW(const uint8_t* pSrc, uint8_t* pDst, int32_t len)
  *          slot 254
  *   3      slots keep their values, and the priming described next is left out
  *   other  slots keep their values
+ * Slot 255 keeps value 0 under each of them.
  * Priming: before the block every value occurs once, in slots 255 to 0, so that each has a last
  * occurrence. It costs about 250 bytes more than strategy 3 on an empty block.
  *
  * A coded block is 256 streams in order, each a length of four bytes, most significant first, and
- * that many bytes: 1280 at least. It is not marked with its strategy or its size.
+ * that many bytes: 1281 at least. It is not marked with its strategy or its size.
  */
 
 /*

@@ -402,6 +402,16 @@ TEST(Git, StreamsLongerThanTheStateAreRefused) {
         putLength(block, 0, length);
         EXPECT_EQ(decode(block, 1, 4096).status, zelStsBadSize);
     }
+    // Nor does the largest limit let a block reach around the address space.
+    GitDecodeState* state = nullptr;
+    ASSERT_EQ(zelsDecodeGITInitAlloc_8u(1, INT32_MAX, &state), zelStsOk);
+    for (const uint32_t length : {0x7FFFFC00U, 0x80000000U, 0xFFFFFFFCU}) {
+        Bytes block(1024, 0);
+        putLength(block, 0, length);
+        EXPECT_EQ(zelsDecodeGIT_8u(block.data(), nullptr, block.data(), nullptr, 1, state),
+                  zelStsBadSize);
+    }
+    zelsGITFree_8u(state);
     // Empty streams are exhausted from the start: nothing comes out, priming or not.
     for (const int32_t strategy : kStrategies) {
         const Decoded nothing = decode(Bytes(1024, 0), strategy, 10);
@@ -480,11 +490,8 @@ TEST(Git, StreamsOfLargeValuesDecodeAsTheModel) {
                                     : bitRuns(random, 100 + random.below(300), 6 << round % 5);
         }
         Bytes block;
-        for (const auto& stream : streams) {
-            block.resize(block.size() + 4);
-            putLength(block, block.size() - 4, static_cast<uint32_t>(stream.size()));
-            block.insert(block.end(), stream.begin(), stream.end());
-        }
+        for (const auto& stream : streams)
+            support::gitAppendStream(block, stream);
         for (const int32_t strategy : {1, 2, 3}) {
             const auto expected = support::gitModelDecode(block, strategy, 900);
             const Decoded decoded = decode(block, strategy, 900);
@@ -513,12 +520,8 @@ TEST(Git, StepsOnTheirOwn) {
     int32_t size = 0;
     ASSERT_EQ(ownsDealBStreams(out.data(), &size, state), zelStsOk);
     Bytes expected;
-    for (const auto& stream : model) {
-        const Bytes bytes = stream.padded();
-        expected.resize(expected.size() + 4);
-        putLength(expected, expected.size() - 4, static_cast<uint32_t>(bytes.size()));
-        expected.insert(expected.end(), bytes.begin(), bytes.end());
-    }
+    for (const auto& stream : model)
+        support::gitAppendStream(expected, stream.padded());
     out.resize(static_cast<size_t>(size));
     EXPECT_EQ(out, expected);
 
@@ -530,7 +533,8 @@ TEST(Git, StepsOnTheirOwn) {
     EXPECT_EQ(ownsDealBStreams(nullptr, &size, state), zelStsNullPointer);
 }
 
-// A full stream says so from its capacity on, and the last one ends where the state's memory does.
+// A full stream says so from its capacity on, and takes neither long codes nor short ones that
+// would reach beyond its buffer.
 TEST(Git, StepStopsAtTheStreamsEnd) {
     for (const int32_t stream : {0, 255}) {
         EncodeMemory state(encoderSize(4096, 8192), Place::endsAtPage);
@@ -539,7 +543,7 @@ TEST(Git, StepStopsAtTheStreamsEnd) {
         while (ownsARGM_Encode(fine % 3 == 0 ? INT32_MAX : fine, stream, state) == zelStsOk)
             ++fine;
         for (int i = 0; i < 100; ++i)
-            EXPECT_EQ(ownsARGM_Encode(INT32_MAX, stream, state), zelStsError);
+            EXPECT_EQ(ownsARGM_Encode(i < 50 ? INT32_MAX : i, stream, state), zelStsError);
         EXPECT_EQ(ownsFlushLastFewBits(state), zelStsOk);
         GuardedBuffer out(8192);
         int32_t size = 0;

@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "git/git_state.hpp"
 #include "git/lanes.hpp"
@@ -103,21 +104,17 @@ class DueSlots {
         left_ -= run;
     }
 
-    void exchange(uint32_t a, uint32_t b) {
-        std::swap(excess_[a], excess_[b]);
-        std::swap(lanes_[a], lanes_[b]);
-        const uint32_t groupA = a / kLanes;
-        const uint32_t groupB = b / kLanes;
-        if (groupA == groupB) return;
-        // Each count was too high by its old group's pending occurrences.
-        const int difference =
-            static_cast<int>(pending(groupB)) - static_cast<int>(pending(groupA));
-        lanes_[a] = static_cast<int16_t>(lanes_[a] - difference);
-        lanes_[b] = static_cast<int16_t>(lanes_[b] + difference);
-        takePending(groupA);
-        takePending(groupB);
-        settleGroup(groupA);
-        settleGroup(groupB);
+    // Exchanges the counts of the slot that occurred last, in whose group nothing is pending, and
+    // of another.
+    void exchange(uint32_t occurred, uint32_t other) {
+        const uint32_t group = occurred / kLanes;
+        const uint32_t otherGroup = other / kLanes;
+        if (group != otherGroup) takePending(otherGroup);
+        std::swap(excess_[occurred], excess_[other]);
+        std::swap(lanes_[occurred], lanes_[other]);
+        if (group == otherGroup) return;
+        settleGroup(group);
+        settleGroup(otherGroup);
     }
 
     bool anyLive() const {

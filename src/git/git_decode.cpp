@@ -198,10 +198,10 @@ bool decodeBlock(DecodeState& state, const uint8_t* block, int32_t strategy, uin
     written = 0;
     if (strategy != kUnprimed) {
         uint8_t priming[kSlots];
-        if (decoder.decode<Ordering::fixed>(priming, kSlots) < kSlots) return true;
+        decoder.decode<Ordering::fixed>(priming, kSlots);
     }
     written = decodeOrdered(decoder, orderingOf(strategy), dst, room);
-    return written < room || decoder.finished();
+    return decoder.finished();
 }
 
 }  // namespace

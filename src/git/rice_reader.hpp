@@ -81,8 +81,9 @@ inline uint64_t readEscaped(BitCursor& cursor, uint32_t k) {
         k *= 2;
     } while (cursor.bits(1) != 0);
     const uint32_t quotient = cursor.ones(kExhausted);
-    // base <= kLargestInterval keeps k below 57; a quotient other than zero needs k below 31.
-    if (quotient != 0 && (k > 31 || quotient > kLargestInterval >> k)) return kExhausted;
+    // base <= kLargestInterval keeps k below 57; a quotient has 32 bits, so that with k up to 31
+    // the result has less than 64.
+    if (quotient != 0 && k > 31) return kExhausted;
     return base + (uint64_t{quotient} << k) + cursor.bits(k);
 }
 

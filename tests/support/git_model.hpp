@@ -149,6 +149,13 @@ struct GitModelSlots {
     std::array<std::optional<uint64_t>, 256> wait{};
 };
 
+// A stream as coded blocks hold it, behind its length.
+inline void gitAppendStream(Bytes& block, const Bytes& stream) {
+    for (const unsigned shift : {24U, 16U, 8U, 0U})
+        block.push_back(static_cast<uint8_t>(stream.size() >> shift));
+    block.insert(block.end(), stream.begin(), stream.end());
+}
+
 inline Bytes gitModelEncode(const Bytes& src, int strategy) {
     GitModelSlots slots(strategy);
     slots.wait.fill(0);
@@ -170,12 +177,8 @@ inline Bytes gitModelEncode(const Bytes& src, int strategy) {
     streams[255].put(slots.count[255]);
 
     Bytes out;
-    for (const auto& stream : streams) {
-        const Bytes bytes = stream.padded();
-        for (const unsigned shift : {24U, 16U, 8U, 0U})
-            out.push_back(static_cast<uint8_t>(bytes.size() >> shift));
-        out.insert(out.end(), bytes.begin(), bytes.end());
-    }
+    for (const auto& stream : streams)
+        gitAppendStream(out, stream.padded());
     return out;
 }
 
