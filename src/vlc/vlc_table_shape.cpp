@@ -171,7 +171,6 @@ ZelStatus shapeOf(const Records& records, const int32_t* widths, int32_t widthCo
     const int64_t tableBytes = int64_t{shape.entryCount} * (shape.entryWidth / 8);
     const int64_t size = tableBytes + static_cast<int64_t>(headerSize) + 2 * kSpecAlignment;
     if (size > std::numeric_limits<int32_t>::max()) return zelStsVlcTableErr;
-    shape.tableBytes = static_cast<int32_t>(tableBytes);
     shape.specSize = static_cast<int32_t>(size);
     return zelStsOk;
 }
