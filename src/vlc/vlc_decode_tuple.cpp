@@ -46,17 +46,15 @@ class Elements {
     uint32_t mask_;
 };
 
-// Sign bits are looked at only where there are any: their first one is then consumed, which allows
-// the 32 bits from there on, and a tuple has at most 30 elements.
+// The 32 bits behind the code hold the signs: a tuple has at most 30 elements.
 template <class Entry, uint32_t kLength>
 bool decodeOne(const Table<Entry>& table, const Elements<kLength>& elements, BitPosition& position,
                S16* dst) {
     const auto [leaf, length] = table.walk(lookAhead(position));
     if (length == 0) return false;
     position.advance(length);
-    const uint32_t tuple = table.tuple(leaf);
-    const Window signs = tuple == 0 ? 0 : Window{lookAhead(position)} << (kWindowSize - 32);
-    position.advance(elements.write(tuple, signs, dst));
+    const Window signs = Window{lookAhead(position)} << (kWindowSize - 32);
+    position.advance(elements.write(table.tuple(leaf), signs, dst));
     return true;
 }
 
