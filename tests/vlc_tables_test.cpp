@@ -227,6 +227,15 @@ TEST(VlcTables, CodesThatRunThroughEachOther) {
             EXPECT_EQ(built.entry(1), 1U << 1 | 1);
             EXPECT_EQ(built.entry(2), 5U << 3 | 2U << 1 | 1);
         }
+        // A refused table keeps its header and what was filled before.
+        EXPECT_EQ(built.field(0), 0x434D4160U);
+        EXPECT_EQ(built.field(1), 0U);
+        EXPECT_EQ(built.field(2), 2U);
+        if (i == 0) {
+            EXPECT_EQ(std::vector<uint32_t>(
+                          {built.entry(0), built.entry(1), built.entry(2), built.entry(3)}),
+                      std::vector<uint32_t>({1, 1U << 1 | 1, 0xFE, 0xFE}));
+        }
     }
 }
 
