@@ -1700,7 +1700,9 @@ ZELDC_API ZelStatus ownsDealBStreams(uint8_t* pDst, int32_t* pDstLen, GitEncodeS
  * tupleLength or elementWidth is below 1, or a table entry would need more than 32 bits.
  * zelStsVlcTableErr: there is no record, a length is outside 1..32, a width that is looked at is
  * below 1, the widths together do not reach the longest code, or the size exceeds 31 bits.
- * Constant stack space, no allocation, time O(n log n) for up to some ten thousand records.
+ * No allocation; some 64 KB of stack. The time grows with the number of records and of levels; but
+ * from some ten thousand records on, levels behind 20 bits and more take time with the square of
+ * that number (half a second for a million).
  *
  * Values keep the bits that a table entry has for them; entries have 8, 16 or 32 bits. Two edges
  * of that rule are kept as they are: when the value of the largest magnitude is +2^n and the entry

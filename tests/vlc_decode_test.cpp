@@ -173,6 +173,30 @@ TEST(VlcDecode, EqualsPrefixComparison) {
     }
 }
 
+// Codes of every length behind every place of a word: the longest ones begin in one word or byte
+// and are told apart by their last bit only.
+TEST(VlcDecode, LongestCodesAtEveryPlace) {
+    Random random(10);
+    for (const Tuple tuple : {Tuple{}, Tuple{3, 2}}) {
+        for (const auto& widths : {std::vector<int32_t>{8, 8, 8, 8}, {1, 15, 4, 12}, {11, 5, 16}}) {
+            VlcCode code{{}, widths};
+            for (int32_t length = 1; length <= 32; ++length)
+                code.records.push_back({length, -2, length});
+            code.records.push_back({33, -1, 32});
+            const Spec spec(code, tuple);
+            for (size_t i = 0; i < code.records.size(); ++i) {
+                for (size_t start = 0; start < 32; ++start) {
+                    SCOPED_TRACE(testing::Message() << "record " << i << " at bit " << start);
+                    const Bits stream =
+                        randomBits(random, start) + code.bitsOf(i) + randomBits(random, 512);
+                    expectDecoded(code, tuple, spec, stream, start, 1 + start % 2 * 2);
+                    if (testing::Test::HasFatalFailure()) return;
+                }
+            }
+        }
+    }
+}
+
 // Blocks that are long enough for a table of their own, valid to the end or to some place in it.
 TEST(VlcDecode, LongBlocks) {
     Random random(5);
@@ -249,6 +273,20 @@ TEST(VlcDecode, StopsAtBitsThatAreNoCode) {
                 }
             }
         }
+    }
+}
+
+// As many signs behind a code as there can be.
+TEST(VlcDecode, ThirtySignsAtEveryPlace) {
+    const Tuple tuple{30, 1};
+    const VlcCode code{{{0x3FFFFFFF, 0, 1}, {0x20000001, 1, 1}}, {1}};
+    const Spec spec(code, tuple);
+    Random random(11);
+    for (size_t start = 0; start < 32; ++start) {
+        SCOPED_TRACE(start);
+        const Bits signs = randomBits(random, 300);
+        expectDecoded(code, tuple, spec, Bits(start, '1') + '0' + signs, start, 1);
+        expectDecoded(code, tuple, spec, Bits(start, '1') + '0' + signs, start, 5);
     }
 }
 

@@ -227,6 +227,15 @@ TEST(VlcTables, CodesThatRunThroughEachOther) {
             EXPECT_EQ(built.entry(1), 1U << 1 | 1);
             EXPECT_EQ(built.entry(2), 5U << 3 | 2U << 1 | 1);
         }
+        // A refused table keeps its header and what was filled before.
+        EXPECT_EQ(built.field(0), 0x434D4160U);
+        EXPECT_EQ(built.field(1), 0U);
+        EXPECT_EQ(built.field(2), 2U);
+        if (i == 0) {
+            EXPECT_EQ(std::vector<uint32_t>(
+                          {built.entry(0), built.entry(1), built.entry(2), built.entry(3)}),
+                      std::vector<uint32_t>({1, 1U << 1 | 1, 0xFE, 0xFE}));
+        }
     }
 }
 
@@ -238,9 +247,9 @@ TEST(VlcTables, EntryCountsOfManyRecords) {
         for (const int order : {0, 1, 2, 3}) {
             SCOPED_TRACE(testing::Message() << count << " records, order " << order);
             VlcCode code;
-            code.widths = {7, 3, 9, 13};
+            code.widths = {7, 3, 9, 1, 4, 8};  // prefixes of 7 to 24 bits
             for (size_t i = 0; i < count; ++i) {
-                const auto length = static_cast<int32_t>(order != 3   ? 20
+                const auto length = static_cast<int32_t>(order != 3   ? 28
                                                          : i % 4 == 0 ? 1 + random.below(32)
                                                                       : 32);
                 const uint32_t bits = order == 0   ? static_cast<uint32_t>(i)
@@ -252,9 +261,10 @@ TEST(VlcTables, EntryCountsOfManyRecords) {
             }
             code.records.push_back({0, 0, 32});
             int32_t entries = 0;
-            ASSERT_EQ(ownzelGetVLCInternalTableSize(code.records.data(), code.count(),
-                                                    code.widths.data(), 4, &entries),
-                      zelStsOk);
+            ASSERT_EQ(
+                ownzelGetVLCInternalTableSize(code.records.data(), code.count(), code.widths.data(),
+                                              code.widthCount(), &entries),
+                zelStsOk);
             EXPECT_EQ(entries, support::modelEntryCount(code));
         }
     }

@@ -29,7 +29,7 @@ bool hasDistinctCodes(const DecodeSpec& spec) {
 }
 
 template <class Entry>
-bool decodeOne(const Table<Entry>& table, ReadPosition& position, S16& dst) {
+bool decodeOne(const Table<Entry>& table, BitPosition& position, S16& dst) {
     const auto [leaf, length] = table.walk(lookAhead(position));
     if (length == 0) return false;
     dst = static_cast<int16_t>(table.signedValue(leaf));
@@ -41,9 +41,8 @@ bool decodeOne(const Table<Entry>& table, ReadPosition& position, S16& dst) {
 // takes at most firstWidth bits, and kCodes * firstWidth <= kWindowBits. The bit before `position`
 // has been consumed. Returns how many of the `count` values it has written.
 template <size_t kCodes, class Entry>
-int32_t decodeShortCodes(const Table<Entry> table, ReadPosition& position, S16* dst,
-                         int32_t count) {
-    ReadPosition next = position;
+int32_t decodeShortCodes(const Table<Entry> table, BitPosition& position, S16* dst, int32_t count) {
+    BitPosition next = position;
     S16* const dstStart = dst;
     for (bool allShort = true; allShort && count >= static_cast<int32_t>(kCodes);
          count -= static_cast<int32_t>(kCodes)) {
@@ -70,7 +69,7 @@ int32_t decodeShortCodes(const Table<Entry> table, ReadPosition& position, S16* 
 
 // Alternates between one code of any kind and short codes in bulk.
 template <size_t kCodes, class Entry>
-bool decodeAll(const Table<Entry>& table, ReadPosition& position, S16* dst, int32_t count) {
+bool decodeAll(const Table<Entry>& table, BitPosition& position, S16* dst, int32_t count) {
     while (count > 0) {
         if (!decodeOne(table, position, *dst)) return false;
         ++dst;
@@ -88,9 +87,9 @@ bool decodeAll(const Table<Entry>& table, ReadPosition& position, S16* dst, int3
 // to first, those that it lacks onto places that the others then take: nothing is written behind
 // the last value, and there is no branch on how many there are. The bit before `position` has been
 // consumed. Returns how many of the `count` values it has written.
-int32_t decodeFromBulk(const BulkTable& table, ReadPosition& position, S16* dst, int32_t count) {
+int32_t decodeFromBulk(const BulkTable& table, BitPosition& position, S16* dst, int32_t count) {
     constexpr int32_t kLookups = kWindowBits / kBulkBits;
-    ReadPosition next = position;
+    BitPosition next = position;
     int32_t left = count;
     for (bool allSettled = true; allSettled && left >= 3 * kLookups;) {
         Window window = windowAfterConsumed(next);
@@ -115,7 +114,7 @@ int32_t decodeFromBulk(const BulkTable& table, ReadPosition& position, S16* dst,
 }
 
 template <class Entry>
-__attribute__((noinline)) bool decodeBulk(const Table<Entry>& table, ReadPosition& position,
+__attribute__((noinline)) bool decodeBulk(const Table<Entry>& table, BitPosition& position,
                                           S16* dst, int32_t count) {
     const BulkTable bulk(table);
     while (count > 0) {
@@ -130,7 +129,7 @@ __attribute__((noinline)) bool decodeBulk(const Table<Entry>& table, ReadPositio
 }
 
 template <class Entry>
-bool decodeBlock(const Table<Entry>& table, bool distinct, ReadPosition& position, S16* dst,
+bool decodeBlock(const Table<Entry>& table, bool distinct, BitPosition& position, S16* dst,
                  int32_t count) {
     if (distinct && count >= kBulkCount) return decodeBulk(table, position, dst, count);
     switch (std::min(kWindowBits / table.firstWidth(), 4U)) {
@@ -158,7 +157,7 @@ ZelStatus zelsVLCDecodeBlock_1u16s(const uint8_t** ppStream, int32_t* pOffset, i
                                    int32_t count, const VlcDecodeSpec* pSpec) {
     const ZelStatus status = vlc::checkDecodeArguments(ppStream, pOffset, pDst, pSpec);
     if (status != zelStsOk || count < 1) return status;
-    auto position = vlc::positionAt(ppStream, pOffset);
+    auto position = vlc::positionAt<BitPosition>(ppStream, pOffset);
     const auto& spec = vlc::specAt<vlc::DecodeSpec>(pSpec);
     const bool decoded = vlc::withTable(spec, [&](const auto& table) {
         return vlc::decodeBlock(table, vlc::hasDistinctCodes(spec), position, anyAlignment(pDst),
@@ -172,7 +171,7 @@ ZelStatus zelsVLCDecodeOne_1u16s(const uint8_t** ppStream, int32_t* pOffset, int
                                  const VlcDecodeSpec* pSpec) {
     const ZelStatus status = vlc::checkDecodeArguments(ppStream, pOffset, pDst, pSpec);
     if (status != zelStsOk) return status;
-    auto position = vlc::positionAt(ppStream, pOffset);
+    auto position = vlc::positionAt<BitPosition>(ppStream, pOffset);
     const bool decoded = vlc::withTable(
         vlc::specAt<vlc::DecodeSpec>(pSpec),
         [&](const auto& table) { return vlc::decodeOne(table, position, *anyAlignment(pDst)); });

@@ -15,19 +15,18 @@
 #include <type_traits>
 #include <utility>
 
+#include "core/bit_position.hpp"
 #include "core/unaligned.hpp"
 #include "vlc/vlc_spec.hpp"
 #include "vlc/vlc_table.hpp"
 
 namespace zeldc::vlc {
 
-using ReadPosition = BitPosition<const uint8_t>;
-
 // The 32 bits from `position` on.
-inline uint32_t lookAhead(ReadPosition position) {
-    const uint32_t word = loadBe<uint32_t>(position.byte) << position.offset;
-    if (position.offset == 0) return word;
-    return word | position.byte[4] >> (8 - position.offset);
+inline uint32_t lookAhead(BitPosition position) {
+    const auto word = position.window<uint32_t>();
+    if (position.bit == 0) return word;
+    return word | position.byte[4] >> (8 - position.bit);
 }
 
 // The bits from a position on, left-aligned in a machine word: at least kWindowBits of them, read
@@ -37,12 +36,12 @@ using Window = std::conditional_t<sizeof(void*) == 8, uint64_t, uint32_t>;
 constexpr uint32_t kWindowSize = 8 * sizeof(Window);
 constexpr uint32_t kWindowBits = sizeof(Window) == 8 ? 32 : 25;
 
-inline Window windowAfterConsumed(ReadPosition position) {
+inline Window windowAfterConsumed(BitPosition position) {
     if constexpr (sizeof(Window) == 4) {
-        return loadBe<uint32_t>(position.byte) << position.offset;
+        return position.window<uint32_t>();
     } else {
         const uintptr_t previous =
-            reinterpret_cast<uintptr_t>(position.byte) * 8 + position.offset - 1;
+            reinterpret_cast<uintptr_t>(position.byte) * 8 + position.bit - 1;
         const auto* words = reinterpret_cast<const uint8_t*>((previous >> 5) << 2);
         return loadBe<uint64_t>(words) << (previous & 31) << 1;
     }

@@ -46,17 +46,15 @@ class Elements {
     uint32_t mask_;
 };
 
-// Sign bits are looked at only where there are any: their first one is then consumed, which allows
-// the 32 bits from there on, and a tuple has at most 30 elements.
+// The 32 bits behind the code hold the signs: a tuple has at most 30 elements.
 template <class Entry, uint32_t kLength>
-bool decodeOne(const Table<Entry>& table, const Elements<kLength>& elements, ReadPosition& position,
+bool decodeOne(const Table<Entry>& table, const Elements<kLength>& elements, BitPosition& position,
                S16* dst) {
     const auto [leaf, length] = table.walk(lookAhead(position));
     if (length == 0) return false;
     position.advance(length);
-    const uint32_t tuple = table.tuple(leaf);
-    const Window signs = tuple == 0 ? 0 : Window{lookAhead(position)} << (kWindowSize - 32);
-    position.advance(elements.write(tuple, signs, dst));
+    const Window signs = Window{lookAhead(position)} << (kWindowSize - 32);
+    position.advance(elements.write(table.tuple(leaf), signs, dst));
     return true;
 }
 
@@ -65,8 +63,8 @@ bool decodeOne(const Table<Entry>& table, const Elements<kLength>& elements, Rea
 // of the `count` tuples it has written.
 template <class Entry, uint32_t kLength>
 int32_t decodeShortCodes(const Table<Entry> table, const Elements<kLength> elements,
-                         ReadPosition& position, S16* dst, int32_t count) {
-    ReadPosition next = position;
+                         BitPosition& position, S16* dst, int32_t count) {
+    BitPosition next = position;
     int32_t decoded = 0;
     for (; decoded < count; ++decoded) {
         const Window window = windowAfterConsumed(next);
@@ -82,7 +80,7 @@ int32_t decodeShortCodes(const Table<Entry> table, const Elements<kLength> eleme
 
 template <class Entry, uint32_t kLength>
 bool decodeDirectly(const Table<Entry>& table, const Elements<kLength>& elements,
-                    ReadPosition& position, S16* dst, int32_t count) {
+                    BitPosition& position, S16* dst, int32_t count) {
     const bool fitsWindow = table.firstWidth() + elements.length() <= kWindowBits;
     while (count > 0) {
         if (!decodeOne(table, elements, position, dst)) return false;
@@ -99,12 +97,12 @@ bool decodeDirectly(const Table<Entry>& table, const Elements<kLength>& elements
 // Decodes as long as the bulk table settles the next codes. The bit before `position` has been
 // consumed. Returns how many of the `count` tuples it has written.
 template <uint32_t kLength>
-int32_t decodeFromBulk(const BulkTupleTable& table, ReadPosition& position, S16* dst,
+int32_t decodeFromBulk(const BulkTupleTable& table, BitPosition& position, S16* dst,
                        int32_t count) {
     static_assert(kLength == 2 || kLength == 4);
     constexpr int32_t kLookups = kWindowBits / (kBulkTupleBits + 4);
     static_assert(kLookups >= 1);
-    ReadPosition next = position;
+    BitPosition next = position;
     int32_t left = count;
     for (bool allSettled = true; allSettled && left >= kLookups;) {
         Window window = windowAfterConsumed(next);
@@ -132,7 +130,7 @@ int32_t decodeFromBulk(const BulkTupleTable& table, ReadPosition& position, S16*
 
 template <class Entry, uint32_t kLength>
 __attribute__((noinline)) bool decodeBulk(const Table<Entry>& table,
-                                          const Elements<kLength>& elements, ReadPosition& position,
+                                          const Elements<kLength>& elements, BitPosition& position,
                                           S16* dst, int32_t count) {
     const BulkTupleTable bulk(
         table, kLength, [&](uint32_t tuple, uint32_t i) { return elements.element(tuple, i); });
@@ -148,7 +146,7 @@ __attribute__((noinline)) bool decodeBulk(const Table<Entry>& table,
 }
 
 template <class Entry, uint32_t kLength>
-bool decodeBlock(const TupleDecodeSpec& spec, const Table<Entry>& table, ReadPosition& position,
+bool decodeBlock(const TupleDecodeSpec& spec, const Table<Entry>& table, BitPosition& position,
                  S16* dst, int32_t count) {
     const Elements<kLength> elements(spec);
     if constexpr (kLength != 0) {
@@ -162,7 +160,7 @@ bool decodeBlock(const TupleDecodeSpec& spec, const Table<Entry>& table, ReadPos
 }
 
 // Decodes `tuples` tuples; the common tuple lengths have loops of their own.
-bool decodeTuples(const TupleDecodeSpec& spec, ReadPosition& position, S16* dst, int32_t tuples) {
+bool decodeTuples(const TupleDecodeSpec& spec, BitPosition& position, S16* dst, int32_t tuples) {
     return withTable(spec.common, [&]<class Entry>(const Table<Entry>& table) {
         switch (spec.tupleLength) {
             case 2:
@@ -195,7 +193,7 @@ ZelStatus zelsVLCDecodeUTupleBlock_1u16s(const uint8_t** ppStream, int32_t* pOff
     const ZelStatus status = vlc::checkTupleArguments(ppStream, pOffset, pDst, pSpec);
     if (status != zelStsOk || count < 1) return status;
     const auto& spec = vlc::specAt<vlc::TupleDecodeSpec>(pSpec);
-    auto position = vlc::positionAt(ppStream, pOffset);
+    auto position = vlc::positionAt<BitPosition>(ppStream, pOffset);
     const bool decoded =
         vlc::decodeTuples(spec, position, anyAlignment(pDst), count / spec.tupleLength);
     vlc::storePosition(position, ppStream, pOffset);
@@ -206,7 +204,7 @@ ZelStatus zelsVLCDecodeUTupleOne_1u16s(const uint8_t** ppStream, int32_t* pOffse
                                        const VlcDecodeSpec* pSpec) {
     const ZelStatus status = vlc::checkTupleArguments(ppStream, pOffset, pDst, pSpec);
     if (status != zelStsOk) return status;
-    auto position = vlc::positionAt(ppStream, pOffset);
+    auto position = vlc::positionAt<BitPosition>(ppStream, pOffset);
     const bool decoded = vlc::decodeTuples(vlc::specAt<vlc::TupleDecodeSpec>(pSpec), position,
                                            anyAlignment(pDst), 1);
     vlc::storePosition(position, ppStream, pOffset);

@@ -11,7 +11,10 @@
 namespace zeldc::vlc {
 namespace {
 
-using WritePosition = BitPosition<uint8_t>;
+struct WritePosition {
+    uint8_t* byte;
+    uint32_t bit;  // 0..7, 0 being the most significant bit of the byte
+};
 
 struct Code {
     uint32_t bits;
@@ -59,7 +62,7 @@ uint8_t* wordOf(uint8_t* byte) {
 class WordWriter {
   public:
     explicit WordWriter(WritePosition position) : word_(wordOf(position.byte)) {
-        used_ = static_cast<uint32_t>(position.byte - word_) * 8 + position.offset;
+        used_ = static_cast<uint32_t>(position.byte - word_) * 8 + position.bit;
         bits_ = used_ == 0 ? 0 : loadBe<uint32_t>(word_) & ~(0xFFFFFFFFU >> used_);
     }
 
@@ -129,7 +132,7 @@ ZelStatus ownzelsPutBitsRightMost(uint8_t** ppStream, int32_t* pFreeBits, uint32
     const uint8_t* const endWord = vlc::wordOf(end.byte);
     store(ppStream, vlc::wordOf(end.byte));
     store(pFreeBits,
-          static_cast<int32_t>(32 - 8 * (end.byte - endWord)) - static_cast<int32_t>(end.offset));
+          static_cast<int32_t>(32 - 8 * (end.byte - endWord)) - static_cast<int32_t>(end.bit));
     return zelStsOk;
 }
 
@@ -140,7 +143,7 @@ ZelStatus zelsVLCEncodeBlock_16s1u(const int16_t* pSrc, int32_t count, uint8_t**
         return zelStsNullPointer;
     }
     if (count < 1 || !vlc::isBitOffset(pOffset) || !vlc::hasTag(pSpec)) return zelStsVlcSpecErr;
-    auto position = vlc::positionAt(ppStream, pOffset);
+    auto position = vlc::positionAt<vlc::WritePosition>(ppStream, pOffset);
     const vlc::CodeBook book(vlc::specAt<vlc::EncodeSpec>(pSpec));
     const bool encoded = vlc::encodeBlock(book, anyAlignment(pSrc), count, position);
     vlc::storePosition(position, ppStream, pOffset);
@@ -155,7 +158,7 @@ ZelStatus zelsVLCEncodeOne_16s1u(int16_t value, uint8_t** ppStream, int32_t* pOf
         return zelStsNullPointer;
     }
     if (!vlc::hasTag(pSpec)) return zelStsVlcSpecErr;
-    auto position = vlc::positionAt(ppStream, pOffset);
+    auto position = vlc::positionAt<vlc::WritePosition>(ppStream, pOffset);
     const vlc::Code code = vlc::CodeBook(vlc::specAt<vlc::EncodeSpec>(pSpec)).codeOf(value);
     if (code.length == 0) return zelStsVlcSpecErr;
     vlc::WordWriter writer(position);

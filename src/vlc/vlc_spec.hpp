@@ -94,28 +94,16 @@ const Layout& specAt(const Opaque* memory) {
     return stateAt<Layout>(alignedUp(reinterpret_cast<const uint8_t*>(memory)));
 }
 
-// A place in a bit stream whose bytes are filled from their most significant bit.
-template <class Byte>
-struct BitPosition {
-    Byte* byte;
-    uint32_t offset;  // 0..7
-
-    void advance(uint32_t bits) {
-        offset += bits;
-        byte += offset >> 3;
-        offset &= 7;
-    }
-};
-
-// The caller's position, and its return.
-template <class Byte>
-BitPosition<Byte> positionAt(Byte* const* ppStream, const int32_t* pOffset) {
-    return {load<Byte*>(ppStream), static_cast<uint32_t>(load<int32_t>(pOffset)) & 7};
+// The caller's position in a bit stream, and its return. A Position has a `byte` and, counted from
+// its most significant one, a `bit`.
+template <class Position>
+Position positionAt(const decltype(Position::byte)* ppStream, const int32_t* pOffset) {
+    return {load<decltype(Position::byte)>(ppStream), load<uint32_t>(pOffset) & 7};
 }
-template <class Byte>
-void storePosition(BitPosition<Byte> position, Byte** ppStream, int32_t* pOffset) {
+template <class Position>
+void storePosition(Position position, decltype(Position::byte)* ppStream, int32_t* pOffset) {
     store(ppStream, position.byte);
-    store(pOffset, static_cast<int32_t>(position.offset));
+    store(pOffset, static_cast<int32_t>(position.bit));
 }
 
 inline bool isBitOffset(const int32_t* pOffset) {

@@ -41,7 +41,6 @@ struct TableShape {
     int32_t entryCount = 0;
     uint32_t entryWidth = 0;
     uint32_t valueMask = 0xFFFFFFFFU;  // bits of a record's value that a leaf takes
-    int32_t tableBytes = 0;
     int32_t specSize = 0;
 };
 

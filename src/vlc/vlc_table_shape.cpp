@@ -9,20 +9,48 @@
 namespace zeldc::vlc {
 namespace {
 
-// Counts, level by level, the different prefixes that a sub-table is needed for. Codes come in
-// ascending order of their left-aligned bits, so equal prefixes are neighbours.
+// The number of different prefixes of so many bits among the codes longer than that, each marked
+// when it is first seen.
+constexpr int32_t kMostMarkedBits = 19;
+__attribute__((noinline)) uint64_t countByMarks(const Records& records, int32_t prefixBits) {
+    uint32_t marks[size_t{1} << (kMostMarkedBits - 5)];
+    static_assert(sizeof marks <= 64 * 1024);
+    std::fill_n(marks, ((size_t{1} << prefixBits) + 31) / 32, 0);
+    uint64_t count = 0;
+    for (const Record& record : records) {
+        if (record.length <= prefixBits) continue;
+        const uint32_t prefix = record.leftAligned() >> (32 - prefixBits);
+        uint32_t& word = marks[prefix / 32];
+        const uint32_t mark = 1U << prefix % 32;
+        count += (word & mark) == 0;
+        word |= mark;
+    }
+    return count;
+}
+
+// Counts, level by level, the different prefixes that a sub-table is needed for: by marks where
+// these have room; for deeper levels codes come in ascending order of their left-aligned bits, so
+// that equal prefixes are neighbours.
 class PrefixCounter {
   public:
-    explicit PrefixCounter(const Levels& levels) : levels_(levels) {
-        int32_t resolved = 0;
-        for (int32_t i = 0; i < levels.count; ++i) {
+    PrefixCounter(const Levels& levels, const Records& records) : levels_(levels) {
+        int32_t resolved = levels.widths[0];
+        for (int32_t i = 1; i < levels.count; ++i) {
             resolvedBits_[i] = resolved;
+            if (resolved <= kMostMarkedBits) {
+                prefixes_[i] = countByMarks(records, resolved);
+                firstDeep_ = i + 1;
+            }
             resolved += levels.widths[i];
         }
     }
 
+    bool hasDeepLevels() const { return firstDeep_ < levels_.count; }
+    // Codes up to this length need not be added.
+    int32_t countedLength() const { return resolvedBits_[firstDeep_]; }
+
     void add(uint32_t leftAligned, int32_t length) {
-        for (int32_t i = 1; i < levels_.count && length > resolvedBits_[i]; ++i) {
+        for (int32_t i = firstDeep_; i < levels_.count && length > resolvedBits_[i]; ++i) {
             const uint32_t prefix = leftAligned >> (32 - resolvedBits_[i]);
             if (prefixes_[i] != 0 && prefix == last_[i]) continue;
             ++prefixes_[i];
@@ -44,6 +72,7 @@ class PrefixCounter {
 
   private:
     const Levels& levels_;
+    int32_t firstDeep_ = 1;
     int32_t resolvedBits_[kMaxCodeLength] = {};  // by the levels before
     uint64_t prefixes_[kMaxCodeLength] = {};
     uint32_t last_[kMaxCodeLength] = {};
@@ -57,23 +86,23 @@ Key keyOf(const Record& record) {
     return Key{record.leftAligned()} << kKeyLengthBits | static_cast<uint32_t>(record.length);
 }
 
-// Hands all codes longer than the first level to `counter` in order, with a buffer of a fixed size.
+// Hands the codes that deep levels count to `counter` in order, with a buffer of a fixed size.
 // One pass over the records collects the lowest keys above those already handed on: whenever the
 // buffer is full, its upper half is dropped, and everything from there on waits for a later pass.
 // A pass that drops anything settles more than capacity / 2 records, so there are at most
 // 2 * count / capacity + 1 of them.
 template <int32_t kCapacity>
-__attribute__((noinline)) void countInPasses(const Records& records, int32_t firstWidth,
-                                             PrefixCounter& counter) {
+__attribute__((noinline)) void countInPasses(const Records& records, PrefixCounter& counter) {
     constexpr int32_t kHalf = kCapacity / 2;
     constexpr Key kNoLimit = ~Key{0};
+    const int32_t countedLength = counter.countedLength();
     Key keys[kCapacity];
     Key settled = 0;
     for (;;) {
         int32_t held = 0;
         Key limit = kNoLimit;  // one copy of it is held
         for (const Record& record : records) {
-            if (record.length <= firstWidth) continue;
+            if (record.length <= countedLength) continue;
             const Key key = keyOf(record);
             if (key <= settled || key >= limit) continue;
             if (held == kCapacity) {
@@ -144,12 +173,12 @@ uint32_t signedValueBits(const Records& records) {
 }
 
 int32_t countEntries(const Records& records, const Levels& levels) {
-    PrefixCounter counter(levels);
-    if (levels.count > 1) {
+    PrefixCounter counter(levels, records);
+    if (counter.hasDeepLevels()) {
         if (records.count() < kShortDescription) {
-            countInPasses<kShortDescription>(records, levels.widths[0], counter);
+            countInPasses<kShortDescription>(records, counter);
         } else {
-            countInPasses<kPassCapacity>(records, levels.widths[0], counter);
+            countInPasses<kPassCapacity>(records, counter);
         }
     }
     return static_cast<int32_t>(counter.entries());
@@ -171,7 +200,6 @@ ZelStatus shapeOf(const Records& records, const int32_t* widths, int32_t widthCo
     const int64_t tableBytes = int64_t{shape.entryCount} * (shape.entryWidth / 8);
     const int64_t size = tableBytes + static_cast<int64_t>(headerSize) + 2 * kSpecAlignment;
     if (size > std::numeric_limits<int32_t>::max()) return zelStsVlcTableErr;
-    shape.tableBytes = static_cast<int32_t>(tableBytes);
     shape.specSize = static_cast<int32_t>(size);
     return zelStsOk;
 }
