@@ -413,7 +413,9 @@ ZELDC_API ZelStatus zelsEncodeLZ77SelectHuffMode_8u(const Lz77Pair* pPairs, int3
  *   zelsEncodeLZ77_8u left source to be coded, the block is an ordinary one as with Lz77FlushNone.
  *
  * A call without pairs finishes what is due of the block before, or writes an empty block after
- * SetStatus(Lz77StatusCode).
+ * SetStatus(Lz77StatusCode). Where it finishes a marker it returns zelStsOk whatever its `flush`.
+ * Where nothing is due, Lz77FlushFinal pads to a byte and returns zelStsStreamEnd, or with source
+ * left to be coded does nothing and returns zelStsOk.
  *
  * Pairs of no known origin are masked into the format's ranges; what they decode to is undefined.
  *

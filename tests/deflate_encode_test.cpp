@@ -582,6 +582,30 @@ TEST(DeflateEncode, WhatIsDueComesFirst) {
     }
 }
 
+// A call without pairs that finishes a sync marker ends that block, not the stream; the next one
+// finds nothing due.
+TEST(DeflateEncode, FinishingAMarkerEndsNoStream) {
+    for (const size_t room : {0U, 1U, 2U, 3U, 5U}) {
+        Encoder encoder;
+        encoder.begin();
+        const Lz77Pair pair = literal('z');
+        const Lz77Pair* next = &pair;
+        int32_t left = 1;
+        uint8_t bytes[8] = {};
+        uint8_t* dst = bytes;
+        auto dstLeft = static_cast<int32_t>(room);
+        const auto coder = zelsEncodeLZ77FixedHuff_8u;
+        Lz77EncodeState* const state = encoder.state();
+        ASSERT_EQ(coder(&next, &left, &dst, &dstLeft, Lz77FlushSync, state), zelStsDstFull);
+        if (left != 0) continue;
+        dstLeft = static_cast<int32_t>(bytes + 8 - dst);
+        EXPECT_EQ(coder(&next, &left, &dst, &dstLeft, Lz77FlushFinal, state), zelStsOk) << room;
+        EXPECT_EQ(dst, bytes + 7);
+        EXPECT_EQ(coder(&next, &left, &dst, &dstLeft, Lz77FlushFinal, state), zelStsStreamEnd);
+        EXPECT_EQ(dst, bytes + 7);
+    }
+}
+
 // Pairs that no generator makes are coded as something, within the tables.
 TEST(DeflateEncode, WildPairs) {
     Random random(9);

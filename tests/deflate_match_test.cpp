@@ -326,6 +326,41 @@ TEST(DeflateMatch, PairsExpandToTheSourceAndObeyTheirLevel) {
     }
 }
 
+// Counts that no array of pairs in memory has: room enough, without an end address.
+TEST(DeflateMatch, RoomWithoutEnd) {
+    const Bytes src = textLike(1000, 14);
+    const Pairs expected = Encoder().parse(src).pairs;
+    for (const int32_t room : {1 << 30, (1 << 30) + 1, INT32_MAX}) {
+        Encoder encoder;
+        Pairs pairs(src.size());
+        const uint8_t* next = src.data();
+        auto left = static_cast<int32_t>(src.size());
+        Lz77Pair* pairNext = pairs.data();
+        int32_t pairLeft = room;
+        EXPECT_EQ(
+            zelsEncodeLZ77_8u(&next, &left, &pairNext, &pairLeft, Lz77FlushNone, encoder.state()),
+            zelStsOk);
+        EXPECT_EQ(left, 0);
+        pairs.resize(static_cast<size_t>(pairNext - pairs.data()));
+        EXPECT_TRUE(pairs == expected);
+        EXPECT_EQ(pairLeft, room - static_cast<int32_t>(pairs.size()));
+    }
+
+    // An index that the caller put at its limit wraps.
+    Encoder encoder;
+    Lz77Pair* own = nullptr;
+    int32_t index = 0;
+    int32_t length = 0;
+    zelsEncodeLZ77GetPairs_8u(&own, &index, &length, encoder.state());
+    Lz77Pair* pairNext = own;
+    EXPECT_EQ(zelsEncodeLZ77SetPairs_8u(own, INT32_MAX, length, encoder.state()), zelStsOk);
+    const uint8_t* next = src.data();
+    int32_t two = 2;
+    zelsEncodeLZ77_8u(&next, &two, &pairNext, &length, Lz77FlushNone, encoder.state());
+    zelsEncodeLZ77GetPairs_8u(&own, &index, &length, encoder.state());
+    EXPECT_EQ(index, INT32_MIN + 1);
+}
+
 TEST(DeflateMatch, KnownParses) {
     for (const Lz77Level level : kLevels) {
         Encoder encoder(level);

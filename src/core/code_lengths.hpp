@@ -70,7 +70,7 @@ inline void huffmanDepths(uint32_t* weights, int32_t count) {
 // than that code was (the method of ITU-T T.81, K.2). The new lengths are dealt out in the same
 // order, longest first. 2^limit must not be below `count`.
 inline void limitLengths(uint32_t* lengths, int32_t count, int32_t limit) {
-    if (count == 0 || lengths[0] <= static_cast<uint32_t>(limit)) return;
+    if (count < 1 || lengths[0] <= static_cast<uint32_t>(limit)) return;
     int32_t codesOf[kDeepestTree + 1] = {};
     const auto deepest = static_cast<int32_t>(lengths[0]);
     assert(deepest <= kDeepestTree);

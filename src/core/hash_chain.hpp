@@ -130,7 +130,7 @@ class WideTables {
 // - head holds positions less a base, in 16 bits. The base is 32769 or more below every position
 //   searched for, so an empty entry, 0, is too far by itself. Before positions outgrow 16 bits the
 //   base moves up, and what falls below it becomes empty.
-// - chain holds distances to the previous position; 32768 stands for all that are too far.
+// - chain holds distances to the previous position, or to the base; from 32768 on they are too far.
 class NarrowTables {
   public:
     explicit NarrowTables(MatchHistory& history)
@@ -199,8 +199,14 @@ class NarrowTables {
         head[_mm_extract_epi16(at, 6)] = static_cast<uint16_t>(above + 6);
         head[_mm_extract_epi16(at, 7)] = static_cast<uint16_t>(above + 7);
     }
+    // q is at or above the base.
     void setBefore(uint32_t p, uint32_t q) {
-        memory_.chain[p % kHistorySize] = static_cast<uint16_t>(std::min(p - q, kHistorySize));
+        memory_.chain[p % kHistorySize] = static_cast<uint16_t>(p - q);
+    }
+    // Inserts `count` (at least 1) positions from p on into both tables; their bytes are at
+    // `bytes`.
+    void enter(const uint8_t* bytes, uint32_t p, uint32_t count) {
+        enterAll(memory_, bytes, p, p - base_, count);
     }
 
   private:
@@ -221,6 +227,19 @@ class NarrowTables {
     static_assert(kAboveBaseAfterSlide > kLeastAboveBase);
 
     static Memory& memoryOf(MatchHistory& history) { return reinterpret_cast<Memory&>(history); }
+
+    // Kept out of the searches: within them i386 has no registers left for this loop.
+    [[gnu::noinline]] static void enterAll(Memory& memory, const uint8_t* bytes, uint32_t p,
+                                           uint32_t above, uint32_t count) {
+        const uint8_t* const end = bytes + count;
+        do {
+            const uint32_t hash = tabulationHash(bytes[0], bytes[1], bytes[2]);
+            memory.chain[p % kHistorySize] = static_cast<uint16_t>(above - memory.head[hash]);
+            memory.head[hash] = static_cast<uint16_t>(above);
+            ++p;
+            ++above;
+        } while (++bytes != end);
+    }
 
     void slide(uint32_t shift) {
         const __m128i lowered = _mm_set1_epi16(static_cast<short>(std::min(shift, 0xFFFFU)));
@@ -362,6 +381,10 @@ class ChainSearch {
     // Inserts the positions [p, stop).
     void insertUpTo(uint32_t p, uint32_t stop) {
         const uint8_t* bytes = text_.at(p);
+        if constexpr (std::is_same_v<Tables, NarrowTables>) {
+            if (p != stop) tables_.enter(bytes, p, stop - p);
+            return;
+        }
         uint32_t b0 = bytes[0];
         uint32_t b1 = bytes[1];
         for (; p != stop; ++p, ++bytes) {

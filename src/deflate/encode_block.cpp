@@ -167,7 +167,8 @@ class BlockCall {
           pairs_(pairs),
           sink_(sink),
           flush_(flush),
-          withoutPairs_(pairs.empty()) {}
+          withoutPairs_(pairs.empty()),
+          markerDue_(state.due.markerBytes != 0) {}
 
     ZelStatus run() {
         if (sink_.room() == 0) return cutShort();
@@ -215,10 +216,12 @@ class BlockCall {
         if (due_.blockOpen == 0) openBlock();
     }
 
-    // Everything is appended: writes it out.
+    // Everything is appended: writes it out. A call without pairs that finishes a marker is the end
+    // of the call that asked for the marker, and ends no stream.
     ZelStatus settle() {
+        const bool finishesMarker = markerDue_ || due_.markerBytes != 0;
         if (!writeMarker(due_, sink_)) return cutShort();
-        if (withoutPairs_ && finalWithNothingLeft(state_, flush_)) {
+        if (withoutPairs_ && !finishesMarker && finalWithNothingLeft(state_, flush_)) {
             sink_.padToByte();
             due_.finalBytes = 1;
             if (!sink_.drain()) return cutShort();
@@ -246,6 +249,7 @@ class BlockCall {
     BitSink& sink_;
     Lz77Flush flush_;
     bool withoutPairs_;
+    bool markerDue_;
 };
 
 }  // namespace

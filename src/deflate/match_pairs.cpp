@@ -267,7 +267,9 @@ void collect(EncodeState& state, const U32* pairs, const U32* pairsEnd) {
     const auto first = reinterpret_cast<uintptr_t>(pairs);
     const auto own = reinterpret_cast<uintptr_t>(state.ownPairs);
     if (state.callerPairs.get() == nullptr && first - own < sizeof state.ownPairs) {
-        state.pairIndex += static_cast<int32_t>(pairsEnd - pairs);
+        // Modulo 2^32: the caller may have set any index.
+        state.pairIndex = static_cast<int32_t>(static_cast<uint32_t>(state.pairIndex.value) +
+                                               static_cast<uint32_t>(pairsEnd - pairs));
     }
 }
 
@@ -290,8 +292,10 @@ extern "C" ZelStatus zelsEncodeLZ77_8u(const uint8_t** ppSrc, int32_t* pSrcLen, 
     const uint8_t* const src = *ppSrc;
     const auto size = static_cast<uint32_t>(*pSrcLen);
     U32* const pairs = anyAlignment(reinterpret_cast<uint32_t*>(*ppPairs));
+    // No more than one pair a byte, and the end of a longer array may lie beyond all addresses.
+    const int32_t room = std::min(*pPairsLen, *pSrcLen);
     const auto [consumed, pairNext] =
-        deflate::generate(state, src, size, pairs, pairs + *pPairsLen, flush);
+        deflate::generate(state, src, size, pairs, pairs + room, flush);
     deflate::collect(state, pairs, pairNext);
 
     // A full-flush call accounts for the end position that it reached, which is more than what it

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -31,6 +32,19 @@ inline Lz77Pair literal(uint8_t byte) {
     return {byte, 0};
 }
 
+// Room that ends at an unreadable page, mapped once: the tests make very many short calls.
+constexpr size_t kLargestPiece = 1 << 17;
+inline uint8_t* guardedDstEnd() {
+    static GuardedBuffer page(kLargestPiece);
+    return page.end();
+}
+constexpr size_t kLargestSource = 1 << 20;
+inline const uint8_t* guardedSource(const Bytes& src) {
+    static GuardedBuffer page(kLargestSource);
+    if (src.size() > kLargestSource) std::abort();
+    return std::copy_backward(src.begin(), src.end(), page.end());
+}
+
 // A state at an odd address, with the operations as methods.
 class Encoder {
   public:
@@ -48,17 +62,17 @@ class Encoder {
     };
     // One generator call from a buffer that ends at an unreadable page.
     Parsed parse(const Bytes& src, Lz77Flush flush = Lz77FlushNone, int32_t room = 1 << 20) {
-        const GuardedBuffer in(src);
+        const uint8_t* const in = guardedSource(src);
         Parsed result{Pairs(static_cast<size_t>(std::min(room, static_cast<int32_t>(src.size())))),
                       0, 0};
-        const uint8_t* srcNext = in.data();
+        const uint8_t* srcNext = in;
         auto srcLeft = static_cast<int32_t>(src.size());
         auto* next = result.pairs.data();
         auto left = static_cast<int32_t>(result.pairs.size());
         result.status = zelsEncodeLZ77_8u(&srcNext, &srcLeft, &next, &left, flush, memory_);
         EXPECT_EQ(next + left, result.pairs.data() + result.pairs.size());
         result.pairs.resize(static_cast<size_t>(next - result.pairs.data()));
-        result.consumed = static_cast<int32_t>(srcNext - in.data());
+        result.consumed = static_cast<int32_t>(srcNext - in);
         EXPECT_EQ(result.consumed + srcLeft, static_cast<int32_t>(src.size()));
         return result;
     }
@@ -80,8 +94,6 @@ class Encoder {
 using PairCoder = decltype(&zelsEncodeLZ77FixedHuff_8u);
 constexpr PairCoder kPairCoders[] = {zelsEncodeLZ77FixedHuff_8u, zelsEncodeLZ77DynamicHuff_8u};
 
-constexpr size_t kLargestPiece = 1 << 17;
-
 // Calls a resumable coder over `src` until it says something other than DstFull, appending to out.
 // Each destination ends at the same unreadable page.
 template <class Element, class Coder>
@@ -90,13 +102,13 @@ ZelStatus runCoder(Coder coder, const std::vector<Element>& src, const PieceSize
     static const Element none{};
     const Element* next = src.empty() ? &none : src.data();
     auto left = static_cast<int32_t>(src.size());
-    GuardedBuffer page(kLargestPiece);
+    uint8_t* const end = guardedDstEnd();
     for (int idle = 0; idle < 100; ++idle) {
         auto dstLeft = static_cast<int32_t>(room());
-        uint8_t* const dst = page.end() - dstLeft;
+        uint8_t* const dst = end - dstLeft;
         uint8_t* dstNext = dst;
         const ZelStatus status = coder(&next, &left, &dstNext, &dstLeft, flush, state);
-        EXPECT_EQ(dstNext + dstLeft, page.end());
+        EXPECT_EQ(dstNext + dstLeft, end);
         if (dstNext != dst) idle = 0;
         out.insert(out.end(), dst, dstNext);
         if (status != zelStsDstFull) {
@@ -109,11 +121,11 @@ ZelStatus runCoder(Coder coder, const std::vector<Element>& src, const PieceSize
 
 inline ZelStatus runTrailer(const PieceSize& room, Lz77EncodeState* state, Bytes& out) {
     for (int i = 0; i < 1000; ++i) {
-        GuardedBuffer dst(room());
-        uint8_t* dstNext = dst.data();
-        auto dstLeft = static_cast<int32_t>(dst.size());
+        auto dstLeft = static_cast<int32_t>(room());
+        uint8_t* const dst = guardedDstEnd() - dstLeft;
+        uint8_t* dstNext = dst;
         const ZelStatus status = zelsEncodeLZ77Flush_8u(&dstNext, &dstLeft, state);
-        out.insert(out.end(), dst.data(), dstNext);
+        out.insert(out.end(), dst, dstNext);
         if (status != zelStsDstFull) return status;
     }
     return -1000;
