@@ -167,6 +167,11 @@ TEST(DeflateDecodeDynamic, LooksAheadForCodeLengths) {
         }
         const Call rest = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, Bytes(3, 0), 9, state);
         EXPECT_TRUE(rest.status == zelStsStreamEnd && rest.out == bytesOf("a"));
+        // Everything behind the block is given back, the padding of the call before too, and the
+        // state holds nothing.
+        EXPECT_EQ(static_cast<std::ptrdiff_t>(rest.consumed),
+                  -static_cast<std::ptrdiff_t>(padding));
+        EXPECT_EQ(getType({}, state).status, zelStsSrcExhausted);
     }
 }
 

@@ -73,9 +73,10 @@ class BitSource {
     }
 
     // Gives whole bytes that are still buffered back to the source, as far as this call took them:
-    // earlier ones may have come from another buffer.
+    // earlier ones may have come from another buffer. After handBackAll the source may stand before
+    // where the call found it; nothing is taken back from there.
     void handBack() {
-        const auto taken = static_cast<int32_t>(srcNext_ - srcStart_);
+        const auto taken = std::max(static_cast<int32_t>(srcNext_ - srcStart_), 0);
         giveBack(std::min(bitCount_ >> 3, taken));
     }
 
