@@ -12,7 +12,7 @@ class BitSource {
           bitCount_(progress.bitCount),
           srcStart_(src),
           srcNext_(src),
-          srcEnd_(src + std::max(size, 0)) {}
+          srcEnd_(src + extent(src, size)) {}
 
     uint64_t peek() const { return bitBuf_; }
     int32_t count() const { return bitCount_; }
@@ -89,7 +89,7 @@ class BitSource {
     void save(DecodeProgress& progress, const uint8_t** ppSrc, int32_t* pSrcLen) const {
         progress.bitBuf = bitBuf_;
         progress.bitCount = bitCount_;
-        *pSrcLen = srcLeft();
+        *pSrcLen -= static_cast<int32_t>(srcNext_ - srcStart_);
         *ppSrc = srcNext_;
     }
 
