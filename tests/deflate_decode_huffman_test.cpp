@@ -128,6 +128,43 @@ TEST(DeflateDecodeFixed, InvalidSymbols) {
     }
 }
 
+// A length may stand for "more than enough", also near the last address, where a stack lies.
+TEST(DeflateDecodeFixed, LengthsBeyondAllMemory) {
+    const std::string text(1000, 'q');
+    BitWriter writer;
+    writer.header(true, 1).fixedText(text).fixed(256);
+    const size_t size = writer.get().size();
+    uint8_t source[1100] = {};
+    std::copy(writer.get().begin(), writer.get().end(), source);
+    alignas(4) uint8_t room[8192];
+    State state;
+
+    const uint8_t* src = source;
+    auto srcLeft = static_cast<int32_t>(size);
+    auto* pairs = reinterpret_cast<Lz77Pair*>(room);
+    int32_t pairsLeft = INT32_MAX;
+    ASSERT_EQ(zelsDecodeLZ77FixedHuff_8u(&src, &srcLeft, &pairs, &pairsLeft, 0, state),
+              zelStsStreamEnd);
+    ASSERT_EQ(pairsLeft, INT32_MAX - 1000);
+    const auto* in = reinterpret_cast<const Lz77Pair*>(room);
+    int32_t count = 1000;
+    uint8_t* dst = room + 4000;
+    int32_t dstLeft = INT32_MAX;
+    EXPECT_EQ(zelsDecodeLZ77_8u(&in, &count, &dst, &dstLeft, 0, state), zelStsStreamEnd);
+    EXPECT_EQ(dstLeft, INT32_MAX - 1000);
+
+    src = source;
+    srcLeft = INT32_MAX;
+    dst = room;
+    dstLeft = INT32_MAX;
+    EXPECT_EQ(zelsDecodeLZ77FixedHuffFull_8u(&src, &srcLeft, &dst, &dstLeft, 0, state),
+              zelStsStreamEnd);
+    EXPECT_TRUE(src == source + size && dst == room + 1000);
+    EXPECT_EQ(srcLeft, INT32_MAX - static_cast<int32_t>(size));
+    EXPECT_EQ(dstLeft, INT32_MAX - 1000);
+    EXPECT_EQ(std::memcmp(room, text.data(), text.size()), 0);
+}
+
 TEST(DeflateDecodeFixed, EndOfStreamGivesBackWhatFollows) {
     BitWriter writer;
     writer.header(true, 1).fixedText("end").fixed(256).align().bytes(support::randomBytes(40, 1));
@@ -167,6 +204,11 @@ TEST(DeflateDecodeDynamic, LooksAheadForCodeLengths) {
         }
         const Call rest = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, Bytes(3, 0), 9, state);
         EXPECT_TRUE(rest.status == zelStsStreamEnd && rest.out == bytesOf("a"));
+        // Everything behind the block is given back, the padding of the call before too, and the
+        // state holds nothing.
+        EXPECT_EQ(static_cast<std::ptrdiff_t>(rest.consumed),
+                  -static_cast<std::ptrdiff_t>(padding));
+        EXPECT_EQ(getType({}, state).status, zelStsSrcExhausted);
     }
 }
 

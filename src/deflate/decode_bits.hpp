@@ -12,7 +12,7 @@ class BitSource {
           bitCount_(progress.bitCount),
           srcStart_(src),
           srcNext_(src),
-          srcEnd_(src + std::max(size, 0)) {}
+          srcEnd_(src + extent(src, size)) {}
 
     uint64_t peek() const { return bitBuf_; }
     int32_t count() const { return bitCount_; }
@@ -73,9 +73,10 @@ class BitSource {
     }
 
     // Gives whole bytes that are still buffered back to the source, as far as this call took them:
-    // earlier ones may have come from another buffer.
+    // earlier ones may have come from another buffer. After handBackAll the source may stand before
+    // where the call found it; nothing is taken back from there.
     void handBack() {
-        const auto taken = static_cast<int32_t>(srcNext_ - srcStart_);
+        const auto taken = std::max(static_cast<int32_t>(srcNext_ - srcStart_), 0);
         giveBack(std::min(bitCount_ >> 3, taken));
     }
 
@@ -88,7 +89,7 @@ class BitSource {
     void save(DecodeProgress& progress, const uint8_t** ppSrc, int32_t* pSrcLen) const {
         progress.bitBuf = bitBuf_;
         progress.bitCount = bitCount_;
-        *pSrcLen = srcLeft();
+        *pSrcLen -= static_cast<int32_t>(srcNext_ - srcStart_);
         *ppSrc = srcNext_;
     }
 

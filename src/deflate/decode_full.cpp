@@ -76,12 +76,12 @@ int32_t ownDecodeLZ77DHF_HotSpot(const uint8_t** ppSrc, int32_t* pSrcLen, const 
     DecodeState& state = decodeState(pState);
     BitSource bits(state.progress, *ppSrc, *pSrcLen);
     uint8_t* dstNext = *ppDst;
-    const uint8_t* const dstEnd = dstNext + *pDstLen;
+    const uint8_t* const dstEnd = dstNext + extent(dstNext, *pDstLen);
     const int32_t result = runHotSpot(state, bits, pDstStart, dstNext, dstEnd);
     bits.handBack();
     bits.save(state.progress, ppSrc, pSrcLen);
+    *pDstLen -= static_cast<int32_t>(dstNext - *ppDst);
     *ppDst = dstNext;
-    *pDstLen = static_cast<int32_t>(dstEnd - dstNext);
     return result;
 }
 

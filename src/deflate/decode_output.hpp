@@ -10,8 +10,9 @@ namespace zeldc::deflate {
 class PairOutput {
   public:
     PairOutput(Lz77Pair* pairs, int32_t slots)
-        : next_(reinterpret_cast<uint8_t*>(pairs)),
-          end_(next_ + static_cast<size_t>(slots) * sizeof(Lz77Pair)) {}
+        : start_(reinterpret_cast<uint8_t*>(pairs)),
+          next_(reinterpret_cast<uint8_t*>(pairs)),
+          end_(next_ + extent(pairs, slots) * sizeof(Lz77Pair)) {}
 
     bool full() const { return next_ == end_; }
     void literal(uint32_t byte) { put(byte); }
@@ -22,7 +23,8 @@ class PairOutput {
     void setNext(uint8_t* next) { next_ = next; }
 
     void save(Lz77Pair** ppPairs, int32_t* pPairsLen) const {
-        *pPairsLen = static_cast<int32_t>(static_cast<size_t>(end_ - next_) / sizeof(Lz77Pair));
+        const auto made = static_cast<size_t>(next_ - start_) / sizeof(Lz77Pair);
+        *pPairsLen -= static_cast<int32_t>(made);
         *ppPairs = reinterpret_cast<Lz77Pair*>(next_);
     }
 
@@ -32,6 +34,7 @@ class PairOutput {
         next_ += sizeof(Lz77Pair);
     }
 
+    const uint8_t* start_;
     uint8_t* next_;
     const uint8_t* end_;
 };
@@ -40,7 +43,7 @@ class PairOutput {
 class ByteOutput {
   public:
     ByteOutput(DecodeState& state, uint8_t* dst, int32_t size)
-        : state_(state), start_(dst), next_(dst), end_(dst + size) {}
+        : state_(state), start_(dst), next_(dst), end_(dst + extent(dst, size)) {}
 
     bool full() const { return next_ == end_; }
     size_t produced() const { return static_cast<size_t>(next_ - start_); }
@@ -78,7 +81,7 @@ class ByteOutput {
     void setNext(uint8_t* next) { next_ = next; }
 
     void save(uint8_t** ppDst, int32_t* pDstLen) const {
-        *pDstLen = static_cast<int32_t>(end_ - next_);
+        *pDstLen -= static_cast<int32_t>(produced());
         *ppDst = next_;
     }
 

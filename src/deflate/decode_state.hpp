@@ -78,6 +78,14 @@ inline DecodeState& decodeState(Lz77DecodeState* pState) {
     return stateAt<DecodeState>(pState);
 }
 
+// How many of the `count` elements that a caller says an array has can lie behind `array` at all: a
+// length may stand for "more than enough", and no end may wrap around to low addresses.
+template <class T>
+size_t extent(const T* array, int32_t count) {
+    const size_t room = ~reinterpret_cast<uintptr_t>(array) / sizeof(T);
+    return std::min(static_cast<size_t>(std::max(count, 0)), room);
+}
+
 // Adds what a call has produced to the history.
 void appendHistory(DecodeState& state, const uint8_t* bytes, size_t size);
 

@@ -151,11 +151,11 @@ ZelStatus zelsDecodeLZ77StoredBlock_8u(const uint8_t** ppSrc, int32_t* pSrcLen, 
     DecodeState& state = decodeState(pState);
     BitSource bits(state.progress, *ppSrc, *pSrcLen);
     uint8_t* dstNext = *ppDst;
-    const uint8_t* const dstEnd = dstNext + *pDstLen;
+    const uint8_t* const dstEnd = dstNext + extent(dstNext, *pDstLen);
     const ZelStatus status = decodeStored(state, bits, dstNext, dstEnd);
     bits.save(state.progress, ppSrc, pSrcLen);
+    *pDstLen -= static_cast<int32_t>(dstNext - *ppDst);
     *ppDst = dstNext;
-    *pDstLen = static_cast<int32_t>(dstEnd - dstNext);
     return status;
 }
 

@@ -6,13 +6,18 @@ namespace {
 
 // What is read of the caller's pairs, which may lie at any address.
 struct PairInput {
+    const uint8_t* start;
     const uint8_t* next;
     const uint8_t* end;
 
     PairInput(const Lz77Pair* pairs, int32_t count)
-        : next(reinterpret_cast<const uint8_t*>(pairs)),
-          end(next + static_cast<size_t>(count) * sizeof(Lz77Pair)) {}
+        : start(reinterpret_cast<const uint8_t*>(pairs)),
+          next(start),
+          end(start + extent(pairs, count) * sizeof(Lz77Pair)) {}
     bool empty() const { return next == end; }
+    int32_t taken() const {
+        return static_cast<int32_t>(static_cast<size_t>(next - start) / sizeof(Lz77Pair));
+    }
     uint32_t take() {
         const auto pair = load<uint32_t>(next);
         next += sizeof(Lz77Pair);
@@ -92,8 +97,7 @@ extern "C" ZelStatus zelsDecodeLZ77_8u(const Lz77Pair** ppPairs, int32_t* pPairs
     const ZelStatus status = expand(state, pairs, out);
     if (status != zelStsStreamEnd) out.keepHistory();
     *ppPairs = reinterpret_cast<const Lz77Pair*>(pairs.next);
-    *pPairsLen =
-        static_cast<int32_t>(static_cast<size_t>(pairs.end - pairs.next) / sizeof(Lz77Pair));
+    *pPairsLen -= pairs.taken();
     out.save(ppDst, pDstLen);
     return status;
 }
