@@ -734,9 +734,9 @@ extern ZELDC_API const OwnFillBuf ownTablFillBuf[8];
 
 /*
  * Writes to *pSize the bytes of work buffer that zelsBWTFwd_8u needs for a block of len bytes:
- * 6 * len + 70145, to be a positive 32-bit number, so that len can be 357902250 at most.
+ * 6 * len + 70145. This is to be a positive 32-bit number, so len can be 357902250 at most.
  *
- * zelStsNullPointer: pSize is null. zelStsBadSize: len is below 1.
+ * zelStsNullPointer: pSize is null. zelStsBadSize: len is below 1 or above 357902250.
  */
 ZELDC_API ZelStatus zelsBWTFwdGetSize_8u(int32_t len, int32_t* pSize);
 

@@ -390,6 +390,8 @@ TEST(Bwt, Statuses) {
     EXPECT_EQ(zelsBWTFwdGetSize_8u(0, nullptr), zelStsNullPointer);
     EXPECT_EQ(zelsBWTFwdGetSize_8u(0, &value), zelStsBadSize);
     EXPECT_EQ(zelsBWTFwdGetSize_8u(-5, &value), zelStsBadSize);
+    EXPECT_EQ(zelsBWTFwdGetSize_8u(357902251, &value), zelStsBadSize);
+    EXPECT_EQ(zelsBWTFwdGetSize_8u(INT32_MAX, &value), zelStsBadSize);
     EXPECT_EQ(zelsBWTGetSize_SmallBlock_8u(0, nullptr), zelStsNullPointer);
     EXPECT_EQ(zelsBWTGetSize_SmallBlock_8u(0, &value), zelStsBadSize);
     EXPECT_EQ(zelsBWTGetSize_SmallBlock_8u(32769, &value), zelStsBadSize);

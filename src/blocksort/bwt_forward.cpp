@@ -25,6 +25,7 @@ namespace {
 constexpr size_t kAlignment = 32;
 constexpr size_t kFixed = 70145;  // callers ask for 6 n more than this
 constexpr size_t kUsable = kFixed - (kAlignment - 1);
+constexpr int32_t kLongest = (INT32_MAX - int32_t{kFixed}) / 6;  // whose size is still an int32_t
 
 constexpr size_t textOffset(size_t n) {
     return 6 * n + kUsable - (n + 1);
@@ -70,8 +71,8 @@ extern "C" {
 
 ZelStatus zelsBWTFwdGetSize_8u(int32_t len, int32_t* pSize) {
     if (pSize == nullptr) return zelStsNullPointer;
-    if (len < 1) return zelStsBadSize;
-    store(pSize, 6 * static_cast<uint32_t>(len) + uint32_t{blocksort::kFixed});
+    if (len < 1 || len > blocksort::kLongest) return zelStsBadSize;
+    store(pSize, 6 * len + int32_t{blocksort::kFixed});
     return zelStsOk;
 }
 

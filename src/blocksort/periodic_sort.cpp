@@ -173,9 +173,10 @@ class PeriodicSorter {
     }
 
     // The depth to which all members of a segment agree, who agree at its own depth. Partitioning
-    // up to there would move nothing. They hold two rotations at least, so it is below n.
+    // up to there would move nothing. They hold two rotations at least, which differ within the
+    // period.
     size_t agreement(const Segment& s) const {
-        size_t depth = n_;
+        size_t depth = period_;
         for (size_t row = s.lo + 1; row <= s.hi; ++row) {
             const uint8_t* a = twice_ + rows_[s.lo];
             const uint8_t* b = twice_ + rows_[row];
@@ -250,28 +251,26 @@ class PeriodicSorter {
 };
 
 // Looks for a row from which the inverse restores the block: the walk along the vector of the
-// inverse must spell the block. The vector replaces the rows; the top bit marks candidates.
+// inverse must spell the word again and again. The vector replaces the rows, with two flags; a work
+// buffer whose size is a positive 32-bit number leaves room for them.
 class RestoringRow {
   public:
     RestoringRow(size_t n, size_t period, const uint8_t* transformed, const PeriodicSpace& space)
-        : n_(n), period_(period), src_(transformed), vector_(space.rows), block_(space.twice) {}
+        : n_(n), period_(period), src_(transformed), vector_(space.rows), word_(space.twice) {}
 
     size_t find() {
-        const size_t fallback = markCandidates();
+        const size_t first = markCandidates();
         buildVector();
-        for (size_t row = 0; row < n_; ++row) {
-            if (!isCandidate(row)) continue;
-            const size_t found = searchCycle(row);
-            if (found != n_) return found;
+        for (size_t row = first; row < n_; ++row) {
+            if ((vector_[row] & kFlags) == kCandidate && restores(row)) return row;
         }
-        return fallback;
+        return first;
     }
 
   private:
-    static constexpr uint32_t kCandidate = 0x80000000U;
-
-    bool isCandidate(size_t row) const { return (vector_[row] & kCandidate) != 0; }
-    size_t next(size_t row) const { return vector_[row] & ~kCandidate; }
+    static constexpr uint32_t kCandidate = 0x80000000U;  // holds the block
+    static constexpr uint32_t kTried = 0x40000000U;      // a walk has begun a word here
+    static constexpr uint32_t kFlags = kCandidate | kTried;
 
     size_t markCandidates() {
         size_t first = n_;
@@ -293,46 +292,28 @@ class RestoringRow {
             vector_[cursors[src_[i]]++] |= static_cast<uint32_t>(i);
     }
 
-    // Tries the candidates on the cycle of `origin` in the order in which the walk meets them;
-    // returns the row that restores the block, or n. `trail` follows the walk one period behind.
-    // Where the walk from one candidate fails after t steps, every candidate it passed up to
-    // t - period fails as well: one a multiple of the period on runs into the same byte, and any
-    // other spells the word turned, which differs from the word. So the walk resumes behind the
-    // trail, and all walks together take a few times n steps.
-    size_t searchCycle(size_t origin) {
-        size_t start = origin;
-        bool closed = false;  // every candidate of the cycle has been passed
-        for (;;) {
-            size_t lead = start;
-            size_t trail = start;
-            size_t spelled = 0;
-            for (; spelled < n_ && src_[next(lead)] == block_[spelled]; ++spelled) {
-                lead = next(lead);
-                if (spelled < period_) continue;
-                trail = pass(trail);
-                closed |= trail == origin;
+    // Most candidates fail within a few bytes. A walk that comes to begin a word where another one
+    // has begun one goes on like that one, which failed; where it comes upon its own start, it has
+    // closed. Walks that begin their words on different rows of a cycle share less than a word of
+    // it, since no turned word is equal to the word: all together take a few times n steps.
+    bool restores(size_t start) {
+        size_t row = start;
+        for (size_t spelled = 0; spelled < n_; spelled += period_) {
+            if (vector_[row] & kTried) return row == start;
+            vector_[row] |= kTried;
+            for (size_t i = 0; i < period_; ++i) {
+                row = vector_[row] & ~kFlags;
+                if (src_[row] != word_[i]) return false;
             }
-            if (spelled == n_) return start;
-            do {
-                if (closed) return n_;
-                trail = pass(trail);
-                closed = trail == origin;
-            } while (closed || !isCandidate(trail));
-            start = trail;
         }
-    }
-
-    // Leaves a row behind for good.
-    size_t pass(size_t row) {
-        vector_[row] &= ~kCandidate;
-        return vector_[row];
+        return true;
     }
 
     size_t n_;
     size_t period_;
     const uint8_t* src_;
     uint32_t* vector_;
-    const uint8_t* block_;
+    const uint8_t* word_;
 };
 
 }  // namespace
