@@ -91,9 +91,10 @@ class Encoder {
         result.bytes.assign(dst.data(), dst.data() + size);
         return result;
     }
+    // Nothing changes behind what is written.
     Coded code(Accumulator start, size_t capacity) {
         Coded result;
-        GuardedBuffer dst(capacity);
+        GuardedBuffer dst(Bytes(capacity, kUntouched));
         auto size = static_cast<int32_t>(capacity);
         AwkwardArray<uint16_t> symbols(block_.symbols);
         const uint16_t* src = symbols.get();
@@ -102,12 +103,16 @@ class Encoder {
         result.status = zelsEncodeHuff_BZ2_16u8u(&result.pending.code, &result.pending.bits, &src,
                                                  &result.left, dst.data(), &size, memory_);
         EXPECT_EQ(src - symbols.get(), block_.size() - result.left);
+        const auto untouched = [](uint8_t byte) { return byte == kUntouched; };
+        EXPECT_TRUE(std::all_of(dst.data() + size, dst.data() + capacity, untouched));
         result.bytes.assign(dst.data(), dst.data() + size);
         return result;
     }
     HuffBz2EncodeState* state() { return memory_; }
 
   private:
+    static constexpr uint8_t kUntouched = 0xC3;
+
     const SymbolBlock& block_;
     EncodeMemory memory_;
 };

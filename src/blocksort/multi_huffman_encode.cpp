@@ -38,6 +38,9 @@ class WideSink {
     static_assert(kGroupSize % 3 == 2);
     // The last store begins below the end of the group's bits and is eight bytes long.
     static constexpr int32_t kRoomForGroup = (7 + kGroupSize * kEncodeLongest) / 8 + 8;
+    // And no more than its eight bytes are touched behind what is written: so many symbols, of a
+    // bit at least, cover them.
+    static constexpr int32_t kSymbolsBehind = 64;
 
     void putGroup(const CodeEntry* codes, const U16* src) {
         for (int32_t i = 0; i < kGroupSize - 2; i += 3)
@@ -84,7 +87,8 @@ class WideSink {
     int32_t count_;
 };
 
-// As many whole groups as there is room for; advances `selector`.
+// As many whole groups as there is room for, with enough symbols left behind them that no byte
+// beyond the call's output changes; advances `selector`.
 const U16* encodeWholeGroups(BitSink& sink, const EncodeLayout& state, const U16* src,
                              const U16* srcEnd, const uint8_t*& selector) {
     if (sink.bitCount >= 8) return src;  // the destination is full
@@ -94,7 +98,8 @@ const U16* encodeWholeGroups(BitSink& sink, const EncodeLayout& state, const U16
             codes[t][s] = {state.codes[t][s], state.lengths[t][s]};
     }
     WideSink wide(sink);
-    while (srcEnd - src >= kGroupSize && sink.dstEnd - wide.dstNext() >= WideSink::kRoomForGroup) {
+    constexpr auto kLeast = static_cast<std::ptrdiff_t>(kGroupSize + WideSink::kSymbolsBehind);
+    while (srcEnd - src >= kLeast && sink.dstEnd - wide.dstNext() >= WideSink::kRoomForGroup) {
         wide.putGroup(codes[*selector++], src);
         src += kGroupSize;
     }
