@@ -95,13 +95,17 @@ struct DecodeLayout {
 static_assert(DecodeLayout::kSpareSelectors == 1226);
 static_assert(sizeof(DecodeLayout) == 8176 && alignof(DecodeLayout) == 1);
 
-// How often each symbol occurs in the groups of each table, in two parts that are to be added.
+// How often each symbol occurs in the groups of each table, in two parts that are to be added: a
+// counter's twin in the odd part lies kOdd counters behind it.
 struct GroupCounts {
-    uint32_t even[kMaxTables][kMaxAlphabet];
-    uint32_t odd[kMaxTables][kMaxAlphabet];
+    static constexpr int32_t kOdd = kMaxTables * kMaxAlphabet;
 
+    uint32_t counters[2 * kOdd];
+
+    uint32_t* ofTable(int32_t table) { return counters + table * kMaxAlphabet; }
     uint32_t of(int32_t table, int32_t symbol) const {
-        return even[table][symbol] + odd[table][symbol];
+        const uint32_t* even = counters + table * kMaxAlphabet + symbol;
+        return even[0] + even[kOdd];
     }
 };
 

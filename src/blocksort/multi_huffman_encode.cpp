@@ -30,7 +30,7 @@ class WideSink {
         : dstNext_(sink.dstNext),
           bits_(_mm_cvtsi32_si128(
               static_cast<int>(sink.bitCount == 0 ? 0 : sink.bitBuf >> (32 - sink.bitCount)))),
-          count_(sink.bitCount) {}
+          count_(word(static_cast<uint32_t>(sink.bitCount))) {}
 
     // Fewer than 8 bits are pending before and after each step, and a step of three symbols adds at
     // most 51: one 64-bit store takes them all.
@@ -53,8 +53,8 @@ class WideSink {
     void finish(BitSink& sink) const {
         sink.dstNext = dstNext_;
         const auto low = static_cast<uint32_t>(_mm_cvtsi128_si32(bits_));
-        sink.bitBuf = count_ == 0 ? 0 : low << (32 - count_);
-        sink.bitCount = count_;
+        sink.bitCount = _mm_cvtsi128_si32(count_);
+        sink.bitBuf = sink.bitCount == 0 ? 0 : low << (32 - sink.bitCount);
     }
 
   private:
@@ -67,10 +67,10 @@ class WideSink {
         const __m128i tail = _mm_or_si128(_mm_sll_epi64(word(b.code), lengthC), word(c.code));
         const __m128i three = _mm_or_si128(_mm_sll_epi64(word(a.code), lengthBC), tail);
         bits_ = _mm_or_si128(_mm_sll_epi64(bits_, lengthABC), three);
-        count_ += _mm_cvtsi128_si32(lengthABC);
-        storeTop(_mm_sll_epi64(bits_, _mm_cvtsi32_si128(64 - count_)));
-        dstNext_ += count_ >> 3;
-        count_ &= 7;
+        count_ = _mm_add_epi32(count_, lengthABC);
+        storeTop(_mm_sll_epi64(bits_, _mm_sub_epi32(word(64), count_)));
+        dstNext_ += static_cast<uint32_t>(_mm_cvtsi128_si32(count_)) / 8;
+        count_ = _mm_and_si128(count_, word(7));
     }
 
     static __m128i word(uint32_t value) { return _mm_cvtsi32_si128(static_cast<int>(value)); }
@@ -84,7 +84,7 @@ class WideSink {
 
     uint8_t* dstNext_;
     __m128i bits_;
-    int32_t count_;
+    __m128i count_;  // in the lowest lane; one general register less to keep
 };
 
 // As many whole groups as there is room for, with enough symbols left behind them that no byte

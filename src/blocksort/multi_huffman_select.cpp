@@ -95,18 +95,18 @@ class CostTable {
 // Symbols at even and odd places are counted apart: the frequent ones follow each other closely,
 // and each count of a symbol waits for the one before.
 template <bool first>
-[[gnu::always_inline]] inline void countGroup(const U16* group, int32_t size, GroupCounts& counts,
-                                              uint32_t before, uint32_t chosen) {
-    const auto count = [&](auto& part, uint16_t symbol) __attribute__((always_inline)) {
-        if constexpr (!first) --part[before][symbol];
-        ++part[chosen][symbol];
+[[gnu::always_inline]] inline void countGroup(const U16* group, int32_t size, uint32_t* before,
+                                              uint32_t* chosen) {
+    const auto count = [=](int32_t counter) __attribute__((always_inline)) {
+        if constexpr (!first) --before[counter];
+        ++chosen[counter];
     };
     int32_t i = 0;
     for (; i < size - 1; i += 2) {
-        count(counts.even, group[i]);
-        count(counts.odd, group[i + 1]);
+        count(group[i]);
+        count(group[i + 1] + GroupCounts::kOdd);
     }
-    if (i < size) count(counts.even, group[i]);
+    if (i < size) count(group[i]);
 }
 
 template <bool first, class Lowest>
@@ -116,8 +116,11 @@ template <bool first, class Lowest>
     for (int32_t left = symbolCount; left > 0; left -= kGroupSize, src += kGroupSize) {
         const int32_t size = left < kGroupSize ? left : kGroupSize;
         const uint32_t chosen = costs.cheapest<Lowest>(src, size);
-        const uint32_t before = *selectors;
-        if (first || chosen != before) countGroup<first>(src, size, counts, before, chosen);
+        const uint32_t before = first ? 0 : *selectors;
+        if (first || chosen != before) {
+            countGroup<first>(src, size, counts.ofTable(static_cast<int32_t>(before)),
+                              counts.ofTable(static_cast<int32_t>(chosen)));
+        }
         *selectors++ = static_cast<uint8_t>(chosen);
     }
 }
