@@ -1083,7 +1083,8 @@ ZELDC_API ZelStatus zelsDecodeHuffGetSize_BZ2_8u16u(int32_t len, int32_t* pSize)
  *
  * Init cannot know how large the state is and allows descriptions of up to 32767 selectors: a
  * state that the caller placed, or initialised again, must have the size for 1638350 symbols when
- * the stream is not trusted.
+ * the stream is not trusted. (Every state holds 1226 selectors more than its blocks have groups,
+ * which is enough for encoders that describe a few too many.)
  *
  * zelStsNullPointer: pState is null. zelStsBadSize: alphaSize is outside 1..258.
  */
@@ -1092,9 +1093,7 @@ ZELDC_API ZelStatus zelsDecodeHuffInit_BZ2_8u16u(int32_t alphaSize, HuffBz2Decod
 /*
  * Allocates a state for blocks of up to len symbols, stores it in *ppState and does Init, whose
  * status it returns; the pointer is stored when Init fails, too. The state remembers its size:
- * descriptions with more than ceil(len / 50) selectors are refused. (Other encoders may describe a
- * few selectors more than a block needs: the usual ones up to 18002 for blocks of 900000 bytes,
- * which take len 900100.)
+ * descriptions with more selectors than it can hold, ceil(len / 50) + 1226, are refused.
  *
  * Besides the statuses of Init, with nothing stored, zelStsNullPointer: ppState is null;
  * zelStsBadSize: len is below 1; zelStsNoMemory: there is no memory.
@@ -1126,7 +1125,7 @@ ZELDC_API ZelStatus zelsUnpackHuffContext_BZ2_8u16u(uint32_t* pCode, int32_t* pC
 /*
  * Decodes a block's symbols up to and including the end-of-block symbol. *ppSrc and *pSrcLen move
  * past the bytes taken into the accumulator; *pDstLen is the capacity of pDst in symbols on entry
- * and the number of symbols written on return.
+ * and the number of symbols written on return; what the room behind them holds is undefined.
  *
  * Before every symbol the accumulator is filled, byte by byte, to at least 20 bits. Where the
  * source cannot give them the call stops, although the bits held may be a whole code: behind a

@@ -91,9 +91,10 @@ class Encoder {
         result.bytes.assign(dst.data(), dst.data() + size);
         return result;
     }
+    // Nothing changes behind what is written.
     Coded code(Accumulator start, size_t capacity) {
         Coded result;
-        GuardedBuffer dst(capacity);
+        GuardedBuffer dst(Bytes(capacity, kUntouched));
         auto size = static_cast<int32_t>(capacity);
         AwkwardArray<uint16_t> symbols(block_.symbols);
         const uint16_t* src = symbols.get();
@@ -102,12 +103,16 @@ class Encoder {
         result.status = zelsEncodeHuff_BZ2_16u8u(&result.pending.code, &result.pending.bits, &src,
                                                  &result.left, dst.data(), &size, memory_);
         EXPECT_EQ(src - symbols.get(), block_.size() - result.left);
+        const auto untouched = [](uint8_t byte) { return byte == kUntouched; };
+        EXPECT_TRUE(std::all_of(dst.data() + size, dst.data() + capacity, untouched));
         result.bytes.assign(dst.data(), dst.data() + size);
         return result;
     }
     HuffBz2EncodeState* state() { return memory_; }
 
   private:
+    static constexpr uint8_t kUntouched = 0xC3;
+
     const SymbolBlock& block_;
     EncodeMemory memory_;
 };
@@ -992,11 +997,15 @@ TEST(MultiHuffman, SelectorsAreHeldToTheRoomThatIsKnown) {
     };
     HuffBz2DecodeState* state = nullptr;
     ASSERT_EQ(zelsDecodeHuffInitAlloc_BZ2_8u16u(101, 3, &state), zelStsOk);
-    EXPECT_EQ(unpack(state, 3), zelStsOk);
-    EXPECT_EQ(unpack(state, 4), zelStsBz2BadContext);
+    EXPECT_EQ(unpack(state, 3 + 1226), zelStsOk);
+    EXPECT_EQ(unpack(state, 4 + 1226), zelStsBz2BadContext);
     EXPECT_EQ(unpack(state, 0x7FFF), zelStsBz2BadContext);
     EXPECT_EQ(unpack(state, 3), zelStsOk);
     zelsDecodeHuffFree_BZ2_8u16u(state);
+    // More than the groups of the state's blocks, within its size.
+    DecodeMemory exact(decodeStateSize(101), DecodeMemory::Place::endsAtPage);
+    ASSERT_EQ(zelsDecodeHuffInit_BZ2_8u16u(3, exact), zelStsOk);
+    EXPECT_EQ(unpack(exact, 3 + 1226), zelStsOk);
     DecodeMemory memory(decodeStateSize(0x7FFF * 50), DecodeMemory::Place::endsAtPage);
     ASSERT_EQ(zelsDecodeHuffInit_BZ2_8u16u(3, memory), zelStsOk);
     EXPECT_EQ(unpack(memory, 0x7FFF), zelStsOk);

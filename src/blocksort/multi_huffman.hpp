@@ -66,7 +66,9 @@ struct DecodeTable {
 // Reader of the table description: where it stands between calls.
 enum class UnpackPhase : uint32_t { header = 0, selectors = 1, lengths = 2 };
 
-// The decoder's state; the selectors, one byte per group, follow it.
+// The decoder's state. The selectors, one byte per group, come last: they begin in what the tables
+// leave of the fixed part, so that a description with some more selectors than the block needs, as
+// some encoders write and damage makes, stays inside the state.
 struct DecodeLayout {
     U32 phase;
     S32 itemsDone;      // in this phase: selectors, or tables
@@ -81,20 +83,29 @@ struct DecodeLayout {
     S32 selectorCapacity;  // how many this state has room for, as far as is known
     uint8_t lengths[kMaxAlphabet];
     DecodeTable tables[kMaxTables];
-    uint8_t unused[8176 - 11 * 4 - kMaxAlphabet - kMaxTables * sizeof(DecodeTable)];
+    uint8_t firstSelectors[8176 - 11 * 4 - kMaxAlphabet - kMaxTables * sizeof(DecodeTable)];
 
-    uint8_t* selectors() { return reinterpret_cast<uint8_t*>(this + 1); }
-    const uint8_t* selectors() const { return reinterpret_cast<const uint8_t*>(this + 1); }
+    static constexpr int32_t kSpareSelectors = sizeof firstSelectors;
+
+    uint8_t* selectors() { return reinterpret_cast<uint8_t*>(this + 1) - kSpareSelectors; }
+    const uint8_t* selectors() const {
+        return reinterpret_cast<const uint8_t*>(this + 1) - kSpareSelectors;
+    }
 };
+static_assert(DecodeLayout::kSpareSelectors == 1226);
 static_assert(sizeof(DecodeLayout) == 8176 && alignof(DecodeLayout) == 1);
 
-// How often each symbol occurs in the groups of each table, in two parts that are to be added.
+// How often each symbol occurs in the groups of each table, in two parts that are to be added: a
+// counter's twin in the odd part lies kOdd counters behind it.
 struct GroupCounts {
-    uint32_t even[kMaxTables][kMaxAlphabet];
-    uint32_t odd[kMaxTables][kMaxAlphabet];
+    static constexpr int32_t kOdd = kMaxTables * kMaxAlphabet;
 
+    uint32_t counters[2 * kOdd];
+
+    uint32_t* ofTable(int32_t table) { return counters + table * kMaxAlphabet; }
     uint32_t of(int32_t table, int32_t symbol) const {
-        return even[table][symbol] + odd[table][symbol];
+        const uint32_t* even = counters + table * kMaxAlphabet + symbol;
+        return even[0] + even[kOdd];
     }
 };
 

@@ -30,7 +30,7 @@ class WideSink {
         : dstNext_(sink.dstNext),
           bits_(_mm_cvtsi32_si128(
               static_cast<int>(sink.bitCount == 0 ? 0 : sink.bitBuf >> (32 - sink.bitCount)))),
-          count_(sink.bitCount) {}
+          count_(word(static_cast<uint32_t>(sink.bitCount))) {}
 
     // Fewer than 8 bits are pending before and after each step, and a step of three symbols adds at
     // most 51: one 64-bit store takes them all.
@@ -38,6 +38,9 @@ class WideSink {
     static_assert(kGroupSize % 3 == 2);
     // The last store begins below the end of the group's bits and is eight bytes long.
     static constexpr int32_t kRoomForGroup = (7 + kGroupSize * kEncodeLongest) / 8 + 8;
+    // And no more than its eight bytes are touched behind what is written: so many symbols, of a
+    // bit at least, cover them.
+    static constexpr int32_t kSymbolsBehind = 64;
 
     void putGroup(const CodeEntry* codes, const U16* src) {
         for (int32_t i = 0; i < kGroupSize - 2; i += 3)
@@ -50,8 +53,8 @@ class WideSink {
     void finish(BitSink& sink) const {
         sink.dstNext = dstNext_;
         const auto low = static_cast<uint32_t>(_mm_cvtsi128_si32(bits_));
-        sink.bitBuf = count_ == 0 ? 0 : low << (32 - count_);
-        sink.bitCount = count_;
+        sink.bitCount = _mm_cvtsi128_si32(count_);
+        sink.bitBuf = sink.bitCount == 0 ? 0 : low << (32 - sink.bitCount);
     }
 
   private:
@@ -64,10 +67,10 @@ class WideSink {
         const __m128i tail = _mm_or_si128(_mm_sll_epi64(word(b.code), lengthC), word(c.code));
         const __m128i three = _mm_or_si128(_mm_sll_epi64(word(a.code), lengthBC), tail);
         bits_ = _mm_or_si128(_mm_sll_epi64(bits_, lengthABC), three);
-        count_ += _mm_cvtsi128_si32(lengthABC);
-        storeTop(_mm_sll_epi64(bits_, _mm_cvtsi32_si128(64 - count_)));
-        dstNext_ += count_ >> 3;
-        count_ &= 7;
+        count_ = _mm_add_epi32(count_, lengthABC);
+        storeTop(_mm_sll_epi64(bits_, _mm_sub_epi32(word(64), count_)));
+        dstNext_ += static_cast<uint32_t>(_mm_cvtsi128_si32(count_)) / 8;
+        count_ = _mm_and_si128(count_, word(7));
     }
 
     static __m128i word(uint32_t value) { return _mm_cvtsi32_si128(static_cast<int>(value)); }
@@ -81,10 +84,11 @@ class WideSink {
 
     uint8_t* dstNext_;
     __m128i bits_;
-    int32_t count_;
+    __m128i count_;  // in the lowest lane; one general register less to keep
 };
 
-// As many whole groups as there is room for; advances `selector`.
+// As many whole groups as there is room for, with enough symbols left behind them that no byte
+// beyond the call's output changes; advances `selector`.
 const U16* encodeWholeGroups(BitSink& sink, const EncodeLayout& state, const U16* src,
                              const U16* srcEnd, const uint8_t*& selector) {
     if (sink.bitCount >= 8) return src;  // the destination is full
@@ -94,7 +98,8 @@ const U16* encodeWholeGroups(BitSink& sink, const EncodeLayout& state, const U16
             codes[t][s] = {state.codes[t][s], state.lengths[t][s]};
     }
     WideSink wide(sink);
-    while (srcEnd - src >= kGroupSize && sink.dstEnd - wide.dstNext() >= WideSink::kRoomForGroup) {
+    constexpr auto kLeast = static_cast<std::ptrdiff_t>(kGroupSize + WideSink::kSymbolsBehind);
+    while (srcEnd - src >= kLeast && sink.dstEnd - wide.dstNext() >= WideSink::kRoomForGroup) {
         wide.putGroup(codes[*selector++], src);
         src += kGroupSize;
     }

@@ -233,9 +233,8 @@ ZelStatus zelsDecodeHuffInitAlloc_BZ2_8u16u(int32_t len, int32_t alphaSize,
     *ppState = pState;
     status = zelsDecodeHuffInit_BZ2_8u16u(alphaSize, pState);
     if (status != zelStsOk) return status;
-    if (groupsOf(len) < kMaxSelectors) {
-        stateAt<DecodeLayout>(pState).selectorCapacity = groupsOf(len);
-    }
+    const int32_t capacity = groupsOf(len) + DecodeLayout::kSpareSelectors;
+    if (capacity < kMaxSelectors) stateAt<DecodeLayout>(pState).selectorCapacity = capacity;
     return zelStsOk;
 }
 
