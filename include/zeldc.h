@@ -1218,8 +1218,8 @@ ZELDC_API ZelStatus zelsMTFInv_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t le
  *
  * Both operations: *ppSrc points to *pSrcLen bytes and has advanced past the bytes taken on
  * return, *pSrcLen counting what is left. pDst has room for *pDstLen bytes; on return *pDstLen is
- * the number of bytes written (for the decoder's exception see there). A call codes as much of the
- * source as fits and may use all of the room as work space, also behind the bytes it reports.
+ * the number of bytes written (for the decoder's exception see there); room behind them stays as it
+ * was. A call codes as much of the source as fits.
  *
  * zelStsNullPointer: an argument or *ppSrc is null. zelStsBadSize: *pSrcLen or *pDstLen is below 1.
  * Nothing is written then. zelStsDstFull: source bytes are left.
@@ -1275,9 +1275,9 @@ ZELDC_API ZelStatus ownsDecodeRLE_8u(const uint8_t** ppSrc, int32_t* pSrcLen, ui
  * code, else 1..32. One state of 2596 bytes serves as an encoder or as a decoder, as its last Init
  * left it; no operation but zelsDecodeHuffOne_8u notices the wrong kind.
  *
- * Where all 256 bytes have the same length, the code is empty: the encoder writes 0 bits only,
- * and the data is lost. That is part of the format. Frequencies that lead there (all
- * so near each other that every length is 8) are not worth coding anyway.
+ * Where all 256 bytes have the same length, the code is empty: the encoder writes 0 bits only, and
+ * the data is lost. That is part of the format. Frequencies that lead there (all so near each other
+ * that every length is 8) are not worth coding anyway.
  */
 
 /* Writes the size of a state, 2596, to *pSize. zelStsNullPointer: pSize is null. */
