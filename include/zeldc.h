@@ -1364,7 +1364,8 @@ ZELDC_API ZelStatus zelsDecodeHuffOne_8u(const uint8_t* pSrc, int32_t srcOffset,
 
 /*
  * Decodes until srcLen bytes are used up or *pDstLen symbols are stored; *pDstLen becomes the
- * number of symbols. Bits that make no whole code stay in the state for the next call.
+ * number of symbols, and the room behind them stays as it was. Bits that make no whole code stay in
+ * the state for the next call.
  *
  * How much of the source was taken is not reported. A call that stores fewer symbols than it has
  * room for has taken all; one that fills its room may have left source bytes, which are lost to
