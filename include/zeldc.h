@@ -1420,7 +1420,7 @@ ZELDC_API ZelStatus zelsHuffLenCodeTableUnpack_8u(const uint8_t* pSrc, int32_t* 
  * docs/lzss-format.md has the format in full.
  *
  * Both directions are resumable and use the same state of 327724 bytes, as their Init left it. A
- * stream may have any length.
+ * stream may have any length. Room behind the bytes that a call reports stays as it was.
  */
 
 /* Writes the size of a state, 327724, to *pSize. zelStsNullPointer: pSize is null. */
@@ -1451,8 +1451,7 @@ ZELDC_API void zelsLZSSFree_8u(LzssState* pState);
  * room was used up before the source was or before all whole bytes were out; call again, or
  * where no source is left, flush.
  * zelStsNullPointer: an argument is null, or *ppSrc or *ppDst where neither length is 0.
- * zelStsBadSize: a length is negative. The room may be used as work space behind the bytes that
- * are reported.
+ * zelStsBadSize: a length is negative.
  */
 ZELDC_API ZelStatus zelsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
                                       int32_t* pDstLen, LzssState* pState);
@@ -1481,8 +1480,7 @@ ZELDC_API ZelStatus zelsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, Lz
  * follows.
  * zelStsBadSize: *pDstLen is below 1; this is tested before anything else, so pDstLen must not be
  * null. zelStsNullPointer: ppSrc, ppDst, pState or *ppDst is null, or *ppSrc where *pSrcLen is not
- * 0. zelStsBadSize: *pSrcLen is negative. pSrcLen must not be null. The room may be used as work
- * space behind the bytes that are reported.
+ * 0. zelStsBadSize: *pSrcLen is negative. pSrcLen must not be null.
  */
 ZELDC_API ZelStatus zelsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
                                       int32_t* pDstLen, LzssState* pState);

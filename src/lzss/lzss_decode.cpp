@@ -120,11 +120,15 @@ class Decoder {
     }
 
     // A round of the fast loop decodes from two words of the source. It stores kLiterals bytes, of
-    // which some count, and a match with the overrun of its copy. One byte stays for the careful
-    // loop, which so has the last word on how many source bytes are taken.
+    // which some count, and a match with the overrun of its copy. One byte of room stays for the
+    // careful loop, which so has the last word on how many source bytes are taken; and so much
+    // source, at 9 bits for a byte and an incomplete match at the end, that the overrun is
+    // overwritten: what is not reported is as it was.
     using Word = size_t;
     static constexpr uint32_t kLiterals = sizeof(Word) == 8 ? 3 : 2;
-    static constexpr ptrdiff_t kSrcNeeded = 8;
+    static constexpr ptrdiff_t kSrcNeeded = 48;
+    static_assert(8 * kSrcNeeded >= 7 + kLiterals * kLiteralBits + kMatchBits +
+                                        kCopyOverrun * kLiteralBits + kMatchBits);
     static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kCopyOverrun + 1;
 
     bool ample() const {
