@@ -1,5 +1,6 @@
 // The byte RLE, the byte Huffman coder and LZSS against the plainest readers of their formats, and
-// against memcpy and libdeflate as measures of the machine. Rates are of uncompressed bytes.
+// against memcpy, libdeflate and the deflate encoder's match search as measures of the machine.
+// Rates are of uncompressed bytes.
 #include <benchmark/benchmark.h>
 #include <libdeflate.h>
 
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "bench/support/corpus.hpp"
 #include "zeldc.h"
@@ -247,6 +249,28 @@ void lzssRead(const Bytes& coded, Bytes& out) {
     }
 }
 
+struct Lz77Free {
+    void operator()(Lz77EncodeState* state) const { zelsLZ77Free_8u(state); }
+};
+
+// The same search without the coding of tokens: pairs at the normal level. Returns their number.
+size_t lz77Pairs(const Bytes& src, std::vector<Lz77Pair>& pairs) {
+    Lz77EncodeState* state = nullptr;
+    require(zelsEncodeLZ77InitAlloc_8u(Lz77LevelNormal, Lz77ChecksumNone, &state) == zelStsOk,
+            "deflate Init");
+    const std::unique_ptr<Lz77EncodeState, Lz77Free> owner(state);
+    const uint8_t* next = src.data();
+    auto left = static_cast<int32_t>(src.size());
+    size_t count = 0;
+    while (left > 0) {
+        Lz77Pair* pairNext = pairs.data();
+        auto room = static_cast<int32_t>(pairs.size());
+        zelsEncodeLZ77_8u(&next, &left, &pairNext, &room, Lz77FlushNone, state);
+        count += pairs.size() - static_cast<size_t>(room);
+    }
+    return count;
+}
+
 void addLzss(const std::string& name, const Bytes& bytes) {
     const auto src = std::make_shared<Bytes>(bytes);
     const auto coded = std::make_shared<Bytes>(bytes.size() * 9 / 8 + 8);
@@ -259,7 +283,11 @@ void addLzss(const std::string& name, const Bytes& bytes) {
     require(*out == *src, "LZSS reader");
 
     const auto room = std::make_shared<Bytes>(coded->size() + 8);
+    const auto pairs = std::make_shared<std::vector<Lz77Pair>>(65280);
+    const size_t pairCount = lz77Pairs(*src, *pairs);
     add("lzss/" + name + "/encode", bytes.size(), [=] { lzssEncode(*src, *room); });
+    add("lzss/" + name + "/deflate_normal_pairs", bytes.size(),
+        [=] { require(lz77Pairs(*src, *pairs) == pairCount, "deflate pairs"); });
     add("lzss/" + name + "/decode", bytes.size(), [=] { lzssDecode(*coded, *out); });
     add("lzss/" + name + "/decode_by_bytes", bytes.size(), [=] { lzssRead(*coded, *out); });
 }

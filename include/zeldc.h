@@ -1219,8 +1219,8 @@ ZELDC_API ZelStatus zelsMTFInv_8u(const uint8_t* pSrc, uint8_t* pDst, int32_t le
  *
  * Both operations: *ppSrc points to *pSrcLen bytes and has advanced past the bytes taken on
  * return, *pSrcLen counting what is left. pDst has room for *pDstLen bytes; on return *pDstLen is
- * the number of bytes written (for the decoder's exception see there). A call codes as much of the
- * source as fits and may use all of the room as work space, also behind the bytes it reports.
+ * the number of bytes written (for the decoder's exception see there); room behind them stays as it
+ * was. A call codes as much of the source as fits.
  *
  * zelStsNullPointer: an argument or *ppSrc is null. zelStsBadSize: *pSrcLen or *pDstLen is below 1.
  * Nothing is written then. zelStsDstFull: source bytes are left.
@@ -1276,9 +1276,9 @@ ZELDC_API ZelStatus ownsDecodeRLE_8u(const uint8_t** ppSrc, int32_t* pSrcLen, ui
  * code, else 1..32. One state of 2596 bytes serves as an encoder or as a decoder, as its last Init
  * left it; no operation but zelsDecodeHuffOne_8u notices the wrong kind.
  *
- * Where all 256 bytes have the same length, the code is empty: the encoder writes 0 bits only,
- * and the data is lost. That is part of the format. Frequencies that lead there (all
- * so near each other that every length is 8) are not worth coding anyway.
+ * Where all 256 bytes have the same length, the code is empty: the encoder writes 0 bits only, and
+ * the data is lost. That is part of the format. Frequencies that lead there (all so near each other
+ * that every length is 8) are not worth coding anyway.
  */
 
 /* Writes the size of a state, 2596, to *pSize. zelStsNullPointer: pSize is null. */
@@ -1365,7 +1365,8 @@ ZELDC_API ZelStatus zelsDecodeHuffOne_8u(const uint8_t* pSrc, int32_t srcOffset,
 
 /*
  * Decodes until srcLen bytes are used up or *pDstLen symbols are stored; *pDstLen becomes the
- * number of symbols. Bits that make no whole code stay in the state for the next call.
+ * number of symbols, and the room behind them stays as it was. Bits that make no whole code stay in
+ * the state for the next call.
  *
  * How much of the source was taken is not reported. A call that stores fewer symbols than it has
  * room for has taken all; one that fills its room may have left source bytes, which are lost to
@@ -1420,7 +1421,7 @@ ZELDC_API ZelStatus zelsHuffLenCodeTableUnpack_8u(const uint8_t* pSrc, int32_t* 
  * docs/lzss-format.md has the format in full.
  *
  * Both directions are resumable and use the same state of 327724 bytes, as their Init left it. A
- * stream may have any length.
+ * stream may have any length. Room behind the bytes that a call reports stays as it was.
  */
 
 /* Writes the size of a state, 327724, to *pSize. zelStsNullPointer: pSize is null. */
@@ -1451,8 +1452,7 @@ ZELDC_API void zelsLZSSFree_8u(LzssState* pState);
  * room was used up before the source was or before all whole bytes were out; call again, or
  * where no source is left, flush.
  * zelStsNullPointer: an argument is null, or *ppSrc or *ppDst where neither length is 0.
- * zelStsBadSize: a length is negative. The room may be used as work space behind the bytes that
- * are reported.
+ * zelStsBadSize: a length is negative.
  */
 ZELDC_API ZelStatus zelsEncodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
                                       int32_t* pDstLen, LzssState* pState);
@@ -1481,8 +1481,7 @@ ZELDC_API ZelStatus zelsEncodeLZSSFlush_8u(uint8_t** ppDst, int32_t* pDstLen, Lz
  * follows.
  * zelStsBadSize: *pDstLen is below 1; this is tested before anything else, so pDstLen must not be
  * null. zelStsNullPointer: ppSrc, ppDst, pState or *ppDst is null, or *ppSrc where *pSrcLen is not
- * 0. zelStsBadSize: *pSrcLen is negative. pSrcLen must not be null. The room may be used as work
- * space behind the bytes that are reported.
+ * 0. zelStsBadSize: *pSrcLen is negative. pSrcLen must not be null.
  */
 ZELDC_API ZelStatus zelsDecodeLZSS_8u(const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst,
                                       int32_t* pDstLen, LzssState* pState);

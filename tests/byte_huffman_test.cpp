@@ -207,12 +207,14 @@ Bytes encode(HuffState* state, const Bytes& src, size_t exactSize) {
 
 Bytes decode(HuffState* state, const Bytes& src, size_t capacity) {
     const GuardedBuffer in(src);
-    GuardedBuffer out(capacity);
+    constexpr uint8_t untouched = 0xCC;
+    GuardedBuffer out(Bytes(capacity, untouched));
     auto size = static_cast<int32_t>(capacity);
     EXPECT_EQ(
         zelsDecodeHuff_8u(in.data(), static_cast<int32_t>(in.size()), out.data(), &size, state),
         zelStsOk);
     EXPECT_LE(static_cast<size_t>(size), capacity);
+    EXPECT_EQ(std::count(out.data() + size, out.end(), untouched), int32_t(capacity) - size);
     Bytes symbols = out.content();
     symbols.resize(static_cast<size_t>(size));
     return symbols;
@@ -358,6 +360,32 @@ TEST(ByteHuffman, DecodesStepByStep) {
                 1 + random.below(3) * 40 + (table ? 4096 : 0) + random.sizeBelow(table ? 9000 : 70);
             ASSERT_EQ(decode(state, src, capacity), model.decode(src, capacity))
                 << name << ", call " << call;
+        }
+    }
+}
+
+// Room behind the symbols stays as it was (decode() looks), also where the source ends among codes
+// that are longer than what any look-up takes.
+TEST(ByteHuffman, WritesNothingBehindTheSymbols) {
+    const Table frequencies = fibonacci(33);
+    HuffMemory encoder(kStateSize);
+    HuffMemory state(kStateSize);
+    ASSERT_EQ(zelsEncodeHuffInit_8u(frequencies.data(), encoder), zelStsOk);
+    const Table lengths = lengthsOf(encoder);
+    const auto ofLength = [&](int32_t length) {
+        return static_cast<uint8_t>(std::ranges::find(lengths, length) - lengths.begin());
+    };
+    for (size_t count = 4096; count < 4128; ++count) {
+        Bytes src(count, ofLength(1));
+        for (const int32_t length : {12, 12, 12, 12, 30, 30, 30, 30})
+            src.push_back(ofLength(length));
+        ASSERT_EQ(zelsEncodeHuffInit_8u(frequencies.data(), encoder), zelStsOk);
+        const Bytes coded = encode(encoder, src, (count + 4 * 12 + 4 * 30) / 32 * 4);
+        for (size_t cut = 0; cut < 12; ++cut) {
+            ASSERT_EQ(zelsDecodeHuffInit_8u(lengths.data(), state), zelStsOk);
+            const Bytes symbols = decode(state, Bytes(coded.begin(), coded.end() - cut), 5000);
+            ASSERT_GT(symbols.size(), count);
+            ASSERT_TRUE(std::equal(symbols.begin(), symbols.end(), src.begin()));
         }
     }
 }

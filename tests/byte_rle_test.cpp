@@ -86,6 +86,7 @@ class Runner {
         uint8_t* const in = src_.end() - src.size();
         std::copy(src.begin(), src.end(), in);
         uint8_t* const dst = dst_.end() - capacity;
+        std::fill(dst, dst_.end(), kUntouched);
         const uint8_t* next = in;
         auto left = static_cast<int32_t>(src.size());
         auto length = static_cast<int32_t>(capacity);
@@ -96,10 +97,15 @@ class Runner {
         size_t written = static_cast<size_t>(length);
         if (written > capacity) written -= next[-1] != 0 ? next[-1] : next[-2];
         EXPECT_LE(written, capacity);
+        // What is not reported is not written, room or not.
+        const auto untouched = [](uint8_t b) { return b == kUntouched; };
+        EXPECT_TRUE(std::all_of(dst + std::min(written, capacity), dst_.end(), untouched));
         return {status, consumed, length, Bytes(dst, dst + std::min(written, capacity))};
     }
 
   private:
+    static constexpr uint8_t kUntouched = 0xCC;
+
     support::GuardedBuffer src_{1 << 16};
     support::GuardedBuffer dst_{1 << 18};
 };

@@ -117,6 +117,25 @@ std::ostream& operator<<(std::ostream& os, const ModelDecoder::Outcome& o) {
               << " bytes";
 }
 
+using Operation = ZelStatus(const uint8_t**, int32_t*, uint8_t**, int32_t*, LzssState*);
+
+// Calls with an eye on the room that is left, which must stay as it was.
+auto operationOn(Operation* operation, LzssState* state) {
+    return [=](const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen) {
+        constexpr uint8_t untouched = 0xCC;
+        std::fill_n(*ppDst, *pDstLen, untouched);
+        const ZelStatus status = operation(ppSrc, pSrcLen, ppDst, pDstLen, state);
+        EXPECT_EQ(std::count(*ppDst, *ppDst + *pDstLen, untouched), *pDstLen);
+        return status;
+    };
+}
+auto encoder(LzssState* state) {
+    return operationOn(zelsEncodeLZSS_8u, state);
+}
+auto decoder(LzssState* state) {
+    return operationOn(zelsDecodeLZSS_8u, state);
+}
+
 ModelDecoder::Outcome decodeOnce(LzssState* state, const Bytes& src, size_t capacity) {
     const GuardedBuffer in(src);
     GuardedBuffer out(capacity);
@@ -124,22 +143,10 @@ ModelDecoder::Outcome decodeOnce(LzssState* state, const Bytes& src, size_t capa
     auto srcLeft = static_cast<int32_t>(in.size());
     uint8_t* dstNext = out.data();
     auto room = static_cast<int32_t>(capacity);
-    const ZelStatus status = zelsDecodeLZSS_8u(&srcNext, &srcLeft, &dstNext, &room, state);
+    const ZelStatus status = decoder(state)(&srcNext, &srcLeft, &dstNext, &room);
     EXPECT_EQ(size_t(srcNext - in.data()) + size_t(srcLeft), in.size());
     EXPECT_EQ(size_t(dstNext - out.data()) + size_t(room), capacity);
     return {status, size_t(srcNext - in.data()), Bytes(out.data(), dstNext)};
-}
-
-auto encoder(LzssState* state) {
-    return [state](const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen) {
-        return zelsEncodeLZSS_8u(ppSrc, pSrcLen, ppDst, pDstLen, state);
-    };
-}
-
-auto decoder(LzssState* state) {
-    return [state](const uint8_t** ppSrc, int32_t* pSrcLen, uint8_t** ppDst, int32_t* pDstLen) {
-        return zelsDecodeLZSS_8u(ppSrc, pSrcLen, ppDst, pDstLen, state);
-    };
 }
 
 Bytes flush(LzssState* state, const support::PieceSize& piece) {

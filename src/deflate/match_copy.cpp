@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/memory.hpp"
+#include "core/unaligned.hpp"
 #include "zeldc.h"
 
 namespace zeldc::deflate {

@@ -125,9 +125,12 @@ uint8_t* DecodeTable::decode(BitPosition& at, const uint8_t* srcEnd, uint8_t* ds
     static_assert(kBits == 64 || 7 + (kBits - 7) / kTableBits * kTableBits < kBits);
     // A long code is looked for in 8 bytes, behind all look-ups.
     static_assert(kSrcNeeded >= 8 + (7 + kLookUps * kTableBits) / 8);
-    // Each look-up writes 4 bytes, of which up to kMostSymbols count. One byte of room stays for
-    // the careful loop, so that it has the last word on what is taken.
-    static_assert(kRoomNeeded >= (kLookUps - 1) * kMostSymbols + 4);
+    // After the last round: whatever its codes were, the source has bits for what a store has
+    // written too many, of which a look-up that counts has at least one byte right.
+    static_assert(kSrcNeeded * 8 >=
+                  7 + kLookUps * kTableBits + kMaxCodeLength + (kStored - 1) * kMaxCodeLength);
+    // One byte of room stays for the careful loop, so that it has the last word on what is taken.
+    static_assert(kRoomNeeded >= (kLookUps - 1) * kMostSymbols + kStored);
     static_assert(kRoomNeeded >= kLookUps * kMostSymbols + 1 + 1);
 
     BitPosition now = at;

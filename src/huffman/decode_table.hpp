@@ -15,13 +15,15 @@ class DecodeTable {
     // False, and no table, where the lengths of the state are not those of a complete prefix code.
     bool build(const State& state);
 
-    // What decode() needs to decode anything at all.
-    static constexpr ptrdiff_t kSrcNeeded = 16;
+    // What decode() needs to decode anything at all. The source that it leaves makes at least the
+    // symbols that its last store has written too many, kStored - 1 of up to 32 bits.
+    static constexpr ptrdiff_t kSrcNeeded = 24;
     static constexpr ptrdiff_t kRoomNeeded = 20;
 
     // Decodes from `at`, which advances past the codes decoded, while source and room are ample;
     // stops also before a long stretch of 0 bits. Returns the end of the symbols; at least one
-    // byte of room stays, and a few bytes behind the end may be written.
+    // byte of room stays. Up to kStored - 1 bytes behind the end have been written, to be
+    // overwritten by the symbols that follow in the source.
     uint8_t* decode(BitPosition& at, const uint8_t* srcEnd, uint8_t* dst,
                     const uint8_t* dstEnd) const;
 
@@ -29,6 +31,7 @@ class DecodeTable {
     static constexpr uint32_t kTableBits = 12;
     static constexpr uint32_t kEntries = 1U << kTableBits;
     static constexpr uint32_t kMostSymbols = 3;
+    static constexpr uint32_t kStored = 4;  // bytes by each look-up
 
     // An entry: the bits that its symbols take together in bits 0..3, so that the entry itself
     // serves as a shift count (of which x86 looks at no more than the low 5 or 6 bits); their

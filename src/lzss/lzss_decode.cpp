@@ -11,8 +11,8 @@
 #include "core/hash_chain.hpp"
 #include "core/state.hpp"
 #include "core/unaligned.hpp"
+#include "core/wide_copy.hpp"
 #include "lzss/lzss_state.hpp"
-#include "lzss/match_copy.hpp"
 #include "zeldc.h"
 
 namespace zeldc::lzss {
@@ -22,6 +22,22 @@ namespace {
 // reaches the oldest byte that is kept, in bounds and the same however the output is cut.
 uint32_t distanceOf(uint32_t field) {
     return ((field - 1) & (kHistorySize - 1)) + 1;
+}
+
+// Below this a call of memcpy costs more than it saves.
+constexpr uint32_t kShortCopy = 31;
+
+// Byte by byte in effect, from the front; exact on both sides, for areas in any relation.
+inline void copyForward(const uint8_t* src, uint8_t* dst, uint32_t length) {
+    const auto from = reinterpret_cast<uintptr_t>(src);
+    const auto to = reinterpret_cast<uintptr_t>(dst);
+    const bool overlap = from < to ? to - from < length : from - to < length;
+    if (length >= kShortCopy && !overlap) {
+        std::memcpy(dst, src, length);
+        return;
+    }
+    for (uint32_t i = 0; i < length; ++i)
+        dst[i] = src[i];
 }
 
 class Decoder {
@@ -120,11 +136,15 @@ class Decoder {
     }
 
     // A round of the fast loop decodes from two words of the source. It stores kLiterals bytes, of
-    // which some count, and a match with the overrun of its copy. One byte stays for the careful
-    // loop, which so has the last word on how many source bytes are taken.
+    // which some count, and a match with the overrun of its copy. One byte of room stays for the
+    // careful loop, which so has the last word on how many source bytes are taken; and so much
+    // source, at 9 bits for a byte and an incomplete match at the end, that the overrun is
+    // overwritten: what is not reported is as it was.
     using Word = size_t;
     static constexpr uint32_t kLiterals = sizeof(Word) == 8 ? 3 : 2;
-    static constexpr ptrdiff_t kSrcNeeded = 8;
+    static constexpr ptrdiff_t kSrcNeeded = 48;
+    static_assert(8 * kSrcNeeded >= 7 + kLiterals * kLiteralBits + kMatchBits +
+                                        kCopyOverrun * kLiteralBits + kMatchBits);
     static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kCopyOverrun + 1;
 
     bool ample() const {
@@ -202,7 +222,7 @@ void Decoder::runFast() {
         const uint32_t length = (token & 0xFF) + kMinMatch;
         // A field of 0 wraps, and fails this too.
         if (field - 1 < static_cast<size_t>(dst - dstBegin)) {
-            copyMatchWide(dst, field, length);
+            copyWide(dst, dst - field, length, field);
             dst += length;
         } else {
             dst = copyMatch(dst, distanceOf(field), length);

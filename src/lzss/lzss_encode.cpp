@@ -18,7 +18,7 @@ constexpr uint32_t kMaxCandidates = 16;
 constexpr uint32_t kTail = 2;
 
 // A token is put only while less than a byte is pending, so 31 bits are the most there are.
-static_assert(7 + kMatchBits <= 31);
+static_assert(7 + kMatchBits <= 31 && 7 + kLiteralBits <= 16);
 
 class TokenWriter {
   public:
@@ -31,16 +31,21 @@ class TokenWriter {
     }
     // Moves whole bytes out as far as there is room.
     void drain() {
-        if (dstEnd_ - dstNext_ >= 4) {
-            storeBe(dstNext_, bitBuf_);
-            dstNext_ += bitCount_ >> 3;
-            // At most 24 bits go, for 31 are the most there are.
-            bitBuf_ <<= bitCount_ & ~7U;
-            bitCount_ &= 7;
-            return;
-        }
         for (; bitCount_ >= 8 && dstNext_ != dstEnd_; bitCount_ -= 8, bitBuf_ <<= 8)
             *dstNext_++ = static_cast<uint8_t>(bitBuf_ >> 24);
+    }
+    // The same behind a literal or a match that found less than a byte pending. They may write one
+    // byte more than is whole; it is overwritten, for more than a byte follows.
+    void drainLiteral() {
+        if (dstEnd_ - dstNext_ < 2) return drain();
+        dstNext_[0] = static_cast<uint8_t>(bitBuf_ >> 24);
+        dstNext_[1] = static_cast<uint8_t>(bitBuf_ >> 16);
+        dropWholeBytes();
+    }
+    void drainMatch() {
+        if (dstEnd_ - dstNext_ < 4) return drain();
+        storeBe(dstNext_, bitBuf_);
+        dropWholeBytes();
     }
     bool full() const { return dstNext_ == dstEnd_; }
     bool holdsWholeByte() const { return bitCount_ >= 8; }
@@ -54,6 +59,12 @@ class TokenWriter {
     void put(uint32_t token, uint32_t length) {
         bitCount_ += length;
         bitBuf_ |= token << (32 - bitCount_);
+    }
+    void dropWholeBytes() {
+        dstNext_ += bitCount_ >> 3;
+        // At most 24 bits go, for 31 are the most there are.
+        bitBuf_ <<= bitCount_ & ~7U;
+        bitCount_ &= 7;
     }
 
     uint8_t* dstNext_;
@@ -76,15 +87,17 @@ uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& 
         const Match match = search.longest(p, candidate, limit, kMaxCandidates);
         if (match.length >= kMinMatch) {
             out.putMatch(p - match.position, match.length);
+            out.drainMatch();
             search.insertUpTo(p + 1, p + match.length);
             p += match.length;
         } else {
             out.putLiteral(*text.at(p));
+            out.drainLiteral();
             ++p;
         }
-        out.drain();
         if (out.full()) return p;
     }
+    // Two literals, exactly: more than the byte that a token above may have written too many.
     while (p != text.end()) {
         out.putLiteral(*text.at(p++));
         out.drain();

@@ -42,18 +42,49 @@ struct Streams {
     bool ended() const { return srcNext == srcEnd || dstNext == dstEnd; }
 };
 
+// Copies the first `count` of the kBlock bytes at `src`, by accesses that overlap. Counts vary, and
+// a call of memcpy costs more.
+inline void copyPart(const uint8_t* src, uint8_t* dst, ptrdiff_t count) {
+    if (count >= 8) {
+        const auto last = load<uint64_t>(src + count - 8);
+        store(dst, load<uint64_t>(src));
+        store(dst + count - 8, last);
+    } else if (count >= 4) {
+        const auto last = load<uint32_t>(src + count - 4);
+        store(dst, load<uint32_t>(src));
+        store(dst + count - 4, last);
+    } else if (count > 0) {
+        dst[0] = src[0];
+        dst[count / 2] = src[count / 2];
+        dst[count - 1] = src[count - 1];
+    }
+}
+
 // Copies literals up to and including the first that equals the byte before it; false when the
 // source or the room ends before one. The byte before srcNext must be a literal of this call.
-// Where a block is not used to its end, its remainder is written too, within the room.
 inline bool copyThroughPair(Streams& io) {
+    const uint8_t* const begin = io.srcNext;
     while (io.srcLeft() >= kBlock && io.room() >= kBlock) {
         const __m128i block = loadBlock(io.srcNext);
         const uint32_t pairs = equalBytes(block, loadBlock(io.srcNext - 1));
-        storeBlock(io.dstNext, block);
-        const int copied = pairs == 0 ? static_cast<int>(kBlock) : std::countr_zero(pairs) + 1;
-        io.srcNext += copied;
-        io.dstNext += copied;
-        if (pairs != 0) return true;
+        if (pairs == 0) {
+            storeBlock(io.dstNext, block);
+            io.srcNext += kBlock;
+            io.dstNext += kBlock;
+            continue;
+        }
+        // Nothing is written behind the pair: a run that does not fit may end the call there.
+        const ptrdiff_t copied = std::countr_zero(pairs) + 1;
+        if (io.srcNext == begin) {
+            copyPart(io.srcNext, io.dstNext, copied);
+            io.srcNext += copied;
+            io.dstNext += copied;
+        } else {
+            io.srcNext += copied;
+            io.dstNext += copied;
+            storeBlock(io.dstNext - kBlock, loadBlock(io.srcNext - kBlock));
+        }
+        return true;
     }
     while (!io.ended()) {
         const uint8_t literal = *io.srcNext++;
@@ -90,15 +121,38 @@ void encode(Streams& io) {
     }
 }
 
+// The decoder may write whole blocks where their end will be overwritten for sure, up to kBlock - 1
+// bytes: 24 source bytes make at least 16 more, a pair and its count of 0 being the poorest three;
+// and until then no run can fail to fit. One block or one run is taken off both numbers first.
+constexpr ptrdiff_t kWideSource = kBlock + 24;
+constexpr ptrdiff_t kWideRoom = 2 * (kMaxCount + kBlock);
+
+inline bool wideWritesVanish(const Streams& io) {
+    return io.srcLeft() >= kWideSource && io.room() >= kWideRoom;
+}
+
+// copyThroughPair() for the decoder.
+inline bool copyThroughPairWide(Streams& io) {
+    while (wideWritesVanish(io)) {
+        const __m128i block = loadBlock(io.srcNext);
+        const uint32_t pairs = equalBytes(block, loadBlock(io.srcNext - 1));
+        storeBlock(io.dstNext, block);
+        const int copied = pairs == 0 ? static_cast<int>(kBlock) : std::countr_zero(pairs) + 1;
+        io.srcNext += copied;
+        io.dstNext += copied;
+        if (pairs != 0) return true;
+    }
+    return copyThroughPair(io);
+}
+
 // Writes `count` copies of `value`; the room must hold them.
 inline void writeRun(Streams& io, uint8_t value, ptrdiff_t count) {
-    // Whole blocks write up to kBlock - 1 bytes too many.
-    if (io.room() < kMaxCount + kBlock) {
-        std::memset(io.dstNext, value, static_cast<size_t>(count));
-    } else {
+    if (wideWritesVanish(io)) {
         const __m128i block = _mm_set1_epi8(static_cast<char>(value));
         for (ptrdiff_t written = 0; written < count; written += kBlock)
             storeBlock(io.dstNext + written, block);
+    } else {
+        std::memset(io.dstNext, value, static_cast<size_t>(count));
     }
     io.dstNext += count;
 }
@@ -117,7 +171,7 @@ ptrdiff_t decode(Streams& io) {
             if (afterRun && fresh == 0) skipZero(io);
             return 0;
         }
-        if (!copyThroughPair(io)) return 0;
+        if (!copyThroughPairWide(io)) return 0;
         if (io.room() == 0) {
             skipZero(io);
             return 0;
