@@ -53,15 +53,22 @@ void DeflateEncoder::operator()(DeflatePiece& piece) {
     piece.codedSize = 0;
     piece.coded.resize(std::max(piece.coded.size(), piece.bytes.size() + 4096));
     prime(piece);
+    // Stored blocks that follow each other are joined: each part of 65,535 bytes costs a header.
+    Block stored{src, 0, 0, Lz77FlushNone};
     do {
         const Block block = parseBlock(src, left, flush);
         const BlockKind kind = choice_ == BlockChoice::size ? choose(block) : askLibrary(block);
         if (kind == BlockKind::stored) {
-            codeStored(block, piece);
-        } else {
-            codePairs(block, kind, piece);
+            if (stored.size == 0) stored.src = block.src;
+            stored.size += block.size;
+            continue;
         }
+        if (stored.size > 0) codeStored(stored, piece);
+        stored.size = 0;
+        codePairs(block, kind, piece);
     } while (left > 0);
+    stored.flush = flush;
+    if (stored.size > 0) codeStored(stored, piece);
 }
 
 // Lets the match finder see the history; the pairs that stand for it are dropped.
