@@ -10,8 +10,14 @@ namespace {
 
 // Pairs of a block. Blocks end by the number of pairs, not of bytes, so that each has the same
 // share of symbols to pay for its code lengths with.
-constexpr int32_t kBlockPairs = 24576;
+constexpr int32_t kBlockPairs = 16384;
 constexpr int32_t kMaxStored = 65535;
+
+// Blocks of so many pairs, standing for so many bytes each, are dynamic without a look at the
+// costs, which would take a twelfth of the fast level's time: a match takes 24 bits at the very
+// most, a literal nine, and the code lengths weigh nothing against thousands of symbols.
+constexpr int32_t kManyPairs = 4096;
+constexpr size_t kBytesPerPair = 2;
 
 void check(ZelStatus status) {
     if (status == zelStsNoMemory) throw std::bad_alloc();
@@ -92,6 +98,10 @@ DeflateEncoder::Block DeflateEncoder::parseBlock(const uint8_t*& src, int32_t& l
 }
 
 DeflateEncoder::BlockKind DeflateEncoder::choose(const Block& block) {
+    const auto pairCount = static_cast<size_t>(block.pairCount);
+    if (block.pairCount >= kManyPairs && block.size >= kBytesPerPair * pairCount) {
+        return BlockKind::dynamic;
+    }
     const BlockCost cost = costOf(pairs_.data(), block.pairCount, block.size);
     const BlockKind other =
         cost.fixedBits <= cost.storedBits ? BlockKind::fixed : BlockKind::stored;
