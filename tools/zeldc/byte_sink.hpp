@@ -1,8 +1,9 @@
-// Writes to a file, or nowhere: testing and listing only count.
+// Writes to a file, to memory, or nowhere: testing and listing only count.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace tool {
 
@@ -11,12 +12,15 @@ class ByteSink {
     static constexpr int kNowhere = -1;
 
     explicit ByteSink(int descriptor) : descriptor_(descriptor) {}
+    // Appends to these bytes.
+    explicit ByteSink(std::vector<uint8_t>& memory) : memory_(&memory) {}
 
     void write(const uint8_t* src, size_t size);
     uint64_t count() const { return count_; }
 
   private:
-    int descriptor_;
+    int descriptor_ = kNowhere;
+    std::vector<uint8_t>* memory_ = nullptr;
     uint64_t count_ = 0;
 };
 

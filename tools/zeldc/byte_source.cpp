@@ -10,14 +10,25 @@
 namespace tool {
 
 ByteSource::ByteSource(int descriptor, Progress& progress)
-    : descriptor_(descriptor), progress_(progress), buffer_(2 * kKept + 2 * kPiece) {}
+    : descriptor_(descriptor), progress_(&progress), buffer_(2 * kKept + 2 * kPiece) {}
+
+ByteSource::ByteSource(const uint8_t* src, size_t size)
+    : memory_(src), memoryLeft_(size), buffer_(2 * kKept + 2 * kPiece) {}
 
 size_t ByteSource::readSome(uint8_t* dst, size_t size) {
+    if (memory_ != nullptr) {
+        const size_t got = std::min(size, memoryLeft_);
+        std::memcpy(dst, memory_, got);
+        memory_ += got;
+        memoryLeft_ -= got;
+        read_ += got;
+        return got;
+    }
     for (;;) {
         const ssize_t got = read(descriptor_, dst, size);
         if (got >= 0) {
             read_ += static_cast<uint64_t>(got);
-            progress_.advance(static_cast<uint64_t>(got));
+            progress_->advance(static_cast<uint64_t>(got));
             return static_cast<size_t>(got);
         }
         if (errno != EINTR) failWithErrno("cannot read");

@@ -1,4 +1,4 @@
-// Reads a file in pieces of bounded size and hands out the bytes where they lie.
+// Reads a file, or memory, in pieces of bounded size and hands out the bytes where they lie.
 #pragma once
 
 #include <cstddef>
@@ -18,6 +18,8 @@ class ByteSource {
     static constexpr size_t kPiece = size_t{256} << 10;
 
     ByteSource(int descriptor, Progress& progress);
+    // Reads these bytes, which stay where they are.
+    ByteSource(const uint8_t* src, size_t size);
 
     const uint8_t* next() const { return buffer_.data() + next_; }
     size_t left() const { return end_ - next_; }
@@ -40,8 +42,10 @@ class ByteSource {
   private:
     size_t readSome(uint8_t* dst, size_t size);
 
-    int descriptor_;
-    Progress& progress_;
+    int descriptor_ = -1;
+    Progress* progress_ = nullptr;
+    const uint8_t* memory_ = nullptr;
+    size_t memoryLeft_ = 0;
     std::vector<uint8_t> buffer_;
     size_t next_ = kKept;
     size_t end_ = kKept;
