@@ -1,7 +1,171 @@
+// gzip, gunzip, bzip2, bunzip2, compress, decompress: from arguments to options.
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <thread>
+
 #include "commands.hpp"
+#include "file_task.hpp"
 
 namespace tool {
+namespace {
 
-void addCompressionCommands(CLI::App& /*app*/, int& /*exitStatus*/) {}
+// With more, what a 32-bit process needs for the worst of inputs would approach a gigabyte.
+constexpr unsigned kMaxDefaultThreads = 32;
+constexpr unsigned kMaxThreads = 256;
+
+struct CommandForm {
+    const char* name;
+    const char* description;
+    const char* footer;
+    Action action;
+    Format format;
+};
+
+constexpr CommandForm kForms[] = {
+    {"gzip", "Compress files to .gz",
+     "Examples:\n"
+     "  zeldc gzip notes.txt              notes.txt becomes notes.txt.gz\n"
+     "  zeldc gzip -3 -k *.log            best compression, keeping the files\n"
+     "  tar c src | zeldc gzip > src.tgz  in a pipe",
+     Action::compress, Format::gzip},
+    {"gunzip", "Restore .gz files",
+     "Examples:\n"
+     "  zeldc gunzip notes.txt.gz         notes.txt.gz becomes notes.txt\n"
+     "  zeldc gunzip -c src.tgz | tar x   in a pipe\n"
+     "  zeldc gunzip -t *.gz              test only",
+     Action::restore, Format::gzip},
+    {"bzip2", "Compress files to .bz2",
+     "Examples:\n"
+     "  zeldc bzip2 notes.txt             notes.txt becomes notes.txt.bz2\n"
+     "  zeldc bzip2 -j 4 -k big.tar       with four threads, keeping the file",
+     Action::compress, Format::bzip2},
+    {"bunzip2", "Restore .bz2 files",
+     "Examples:\n"
+     "  zeldc bunzip2 notes.txt.bz2       notes.txt.bz2 becomes notes.txt\n"
+     "  zeldc bunzip2 -o out big.bz2      to a file of another name",
+     Action::restore, Format::bzip2},
+    {"compress", "Compress files to the format that --format names",
+     "Example:\n"
+     "  zeldc compress -f bz2 notes.txt   notes.txt becomes notes.txt.bz2",
+     Action::compress, Format::gzip},
+    {"decompress", "Restore .gz and .bz2 files, recognised by their content",
+     "Example:\n"
+     "  zeldc decompress a.gz b.bz2       become a and b",
+     Action::restore, Format::recognise},
+};
+
+struct Flags {
+    bool restore = false, compress = false, test = false, list = false;
+    bool fast = false, best = false;
+    Format compressFormat = Format::gzip;
+};
+
+void addLevels(CLI::App& command, Options& options) {
+    auto* group = command.add_option_group("Level");
+    for (int level = 1; level <= 9; ++level) {
+        std::string text;
+        if (options.format == Format::bzip2) {
+            text = "Blocks of " + std::to_string(level) + "00 kB";
+            if (level == 9) text += " (the default)";
+        } else if (level <= 3) {
+            text = level == 1 ? "Fast" : level == 2 ? "Normal (the default)" : "Best";
+        } else {
+            text = "As -3";
+        }
+        group->add_flag_callback(
+            "-" + std::to_string(level), [&options, level] { options.level = level; }, text);
+    }
+    group->add_flag_callback(
+        "--fast", [&options] { options.level = 1; }, "As -1");
+    group->add_flag_callback(
+        "--best", [&options] { options.level = 9; }, "As -9");
+}
+
+void addFormatOptions(CLI::App& command, const CommandForm& form, Options& options, Flags& flags) {
+    static const std::map<std::string, Format> kFormats = {{"gz", Format::gzip},
+                                                           {"gzip", Format::gzip},
+                                                           {"bz2", Format::bzip2},
+                                                           {"bzip2", Format::bzip2}};
+    static const std::map<std::string, BlockChoice> kChoices = {{"size", BlockChoice::size},
+                                                                {"library", BlockChoice::library}};
+    const bool choosesFormat = std::string_view(form.name) == "compress";
+    if (choosesFormat) {
+        command.add_option("-f,--format", flags.compressFormat, "gz (the default) or bz2")
+            ->transform(CLI::CheckedTransformer(kFormats));
+    }
+    command.add_flag(choosesFormat ? "--force" : "-f,--force", options.force,
+                     "Overwrite outputs; take links, and terminals");
+    if (form.format != Format::bzip2) {
+        command.add_flag("-n,--no-name", options.noName, "Neither store nor restore name and time");
+        command.add_flag("-N,--name", options.name, "Restore the stored name and time");
+    }
+    if (form.format != Format::bzip2 && form.format != Format::recognise) {
+        command
+            .add_option("--select", options.choice,
+                        "Who chooses the kind of a deflate block: size (the default), library")
+            ->transform(CLI::CheckedTransformer(kChoices));
+    }
+}
+
+unsigned defaultThreads() {
+    return std::clamp(std::thread::hardware_concurrency(), 1U, kMaxDefaultThreads);
+}
+
+void addOptions(CLI::App& command, const CommandForm& form, Options& options, Flags& flags) {
+    command.add_option("FILE", options.files, "Files to work on; - or none: standard input");
+    command.add_flag("-c,--stdout", options.toStdout, "Write to standard output, keep the files");
+    command.add_flag("-d,--decompress", flags.restore, "Restore");
+    command.add_flag("-z,--compress", flags.compress,
+                     "Compress (what gzip, bzip2 and compress do anyway)");
+    command.add_flag("-k,--keep", options.keep, "Keep the input");
+    command.add_flag("-t,--test", flags.test, "Test compressed files");
+    command.add_flag("-l,--list", flags.list, "List sizes, by restoring to nowhere");
+    command.add_flag("-q,--quiet", options.quiet, "No warnings and no progress");
+    command.add_flag("-v,--verbose", options.verbose, "Tell what was done to each file");
+    command.add_flag("-r,--recursive", options.recursive, "Work on all files in directories");
+    command.add_option("-o,--output", options.output, "Write to this file, keep the input");
+    command
+        .add_option("-j,--threads", options.threads, "Threads; the output does not depend on it")
+        ->check(CLI::Range(1U, kMaxThreads))
+        ->default_str("all cores, up to 32");
+    addFormatOptions(command, form, options, flags);
+    addLevels(command, options);
+}
+
+void settle(Options& options, const Flags& flags, const CommandForm& form) {
+    if (flags.restore) options.action = Action::restore;
+    if (flags.list) options.action = Action::list;
+    if (flags.test) options.action = Action::test;
+    if (std::string_view(form.name) == "compress") {
+        const bool restores = options.action != Action::compress;
+        options.format = restores ? Format::recognise : flags.compressFormat;
+    }
+    if (!options.output.empty() && (options.files.size() > 1 || options.recursive)) {
+        throw CLI::ValidationError("--output", "takes a single input");
+    }
+}
+
+void addCommand(CLI::App& app, const CommandForm& form, int& exitStatus) {
+    auto* command = app.add_subcommand(form.name, form.description);
+    command->footer(form.footer);
+    auto options = std::make_shared<Options>();
+    auto flags = std::make_shared<Flags>();
+    options->action = form.action;
+    options->format = form.format;
+    options->threads = defaultThreads();
+    addOptions(*command, form, *options, *flags);
+    command->callback([options, flags, &form, &exitStatus] {
+        settle(*options, *flags, form);
+        exitStatus = processFiles(*options);
+    });
+}
+
+}  // namespace
+
+void addCompressionCommands(CLI::App& app, int& exitStatus) {
+    for (const CommandForm& form : kForms)
+        addCommand(app, form, exitStatus);
+}
 
 }  // namespace tool

@@ -9,6 +9,10 @@ int main(int argc, char** argv) {
     tool::addCompressionCommands(app, exitStatus);
     tool::addSumCommand(app, exitStatus);
     tool::addStagesCommand(app, exitStatus);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 1;
+    }
     return exitStatus;
 }

@@ -1,7 +1,174 @@
+// zeldc stages: every chain of the library's stages on one file, verified and timed.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <nlohmann/json.hpp>
+
+#include "byte_source.hpp"
+#include "chains.hpp"
 #include "commands.hpp"
+#include "failure.hpp"
+#include "measurement.hpp"
+#include "zeldc.h"
 
 namespace tool {
+namespace {
 
-void addStagesCommand(CLI::App& /*app*/, int& /*exitStatus*/) {}
+// More of a file is not looked at: the chains work in memory.
+constexpr size_t kMaxSize = size_t{64} << 20;
+// Short work is repeated for so long, and the best time counts.
+constexpr double kMinSeconds = 0.1;
+constexpr double kMegabyte = 1e6;
+
+struct Request {
+    std::string file;
+    std::string plotFile;
+    bool json = false;
+};
+
+Bytes readFile(const std::string& name) {
+    const bool standardInput = name == "-";
+    const int descriptor = standardInput ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) failWithErrno("cannot open");
+    Progress progress(name, 0, false);
+    ByteSource source(descriptor, progress);
+    Bytes bytes;
+    size_t got = 0;
+    do {
+        constexpr size_t kStep = size_t{1} << 20;
+        bytes.resize(bytes.size() + kStep);
+        got = source.take(bytes.data() + bytes.size() - kStep, kStep);
+        bytes.resize(bytes.size() - kStep + got);
+    } while (got > 0 && bytes.size() < kMaxSize);
+    if (!standardInput) close(descriptor);
+    if (bytes.empty()) throw Failure("is empty: there is nothing to measure");
+    return bytes;
+}
+
+// The best rate of as many runs as it takes to measure one.
+template <class Work>
+double rateOf(size_t size, Work work) {
+    using Clock = std::chrono::steady_clock;
+    double total = 0, best = 1e9;
+    while (total < kMinSeconds) {
+        const auto start = Clock::now();
+        work();
+        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        best = std::min(best, std::max(seconds, 1e-9));
+        total += seconds;
+    }
+    return static_cast<double>(size) / kMegabyte / best;
+}
+
+Measurement measure(const Chain& chain, const Bytes& plain) {
+    Measurement result{.chain = chain.name, .stages = chain.stages, .fault = ""};
+    try {
+        Bytes packed, restored;
+        result.packRate = rateOf(plain.size(), [&] { packed = chain.pack(plain); });
+        result.packedSize = packed.size();
+        result.unpackRate =
+            rateOf(plain.size(), [&] { restored = chain.unpack(packed, plain.size()); });
+        result.verified = restored == plain;
+        if (!result.verified) result.fault = "decodes to something else";
+    } catch (const Failure& failure) {
+        result.fault = failure.what();
+    } catch (const std::bad_alloc&) {
+        result.fault = "out of memory";
+    }
+    return result;
+}
+
+void printTable(const Report& report) {
+    std::printf("%s: %llu bytes\n", report.file.c_str(),
+                static_cast<unsigned long long>(report.size));
+    std::printf("%-20s %12s %8s %12s %12s\n", "chain", "bytes", "ratio", "pack MB/s",
+                "unpack MB/s");
+    for (const Measurement& chain : report.chains) {
+        if (chain.verified) {
+            std::printf("%-20s %12llu %8.3f %12.1f %12.1f\n", chain.chain.c_str(),
+                        static_cast<unsigned long long>(chain.packedSize), report.ratio(chain),
+                        chain.packRate, chain.unpackRate);
+        } else {
+            std::printf("%-20s FAILED: %s\n", chain.chain.c_str(), chain.fault.c_str());
+        }
+    }
+}
+
+void printJson(const Report& report) {
+    nlohmann::ordered_json json;
+    json["file"] = report.file;
+    json["size"] = report.size;
+    json["library"] = report.library;
+    for (const Measurement& chain : report.chains) {
+        nlohmann::ordered_json entry;
+        entry["chain"] = chain.chain;
+        entry["stages"] = chain.stages;
+        entry["verified"] = chain.verified;
+        if (chain.verified) {
+            entry["packedSize"] = chain.packedSize;
+            entry["ratio"] = report.ratio(chain);
+            entry["packMegabytesPerSecond"] = chain.packRate;
+            entry["unpackMegabytesPerSecond"] = chain.unpackRate;
+        } else {
+            entry["fault"] = chain.fault;
+        }
+        json["chains"].push_back(entry);
+    }
+    // A file's name may be any bytes.
+    std::puts(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+}
+
+void writeText(const std::string& name, const std::string& text) {
+    FILE* file = std::fopen(name.c_str(), "w");
+    if (file == nullptr) failWithErrno("cannot write " + name);
+    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (std::fclose(file) != 0 || !written) failWithErrno("cannot write " + name);
+}
+
+int runStages(const Request& request) {
+    const Bytes plain = readFile(request.file);
+    const ZelLibraryVersion* version = zeldcGetLibVersion();
+    Report report{
+        request.file, plain.size(), std::string(version->name) + " " + version->version, {}};
+    bool allVerified = true;
+    for (const Chain& chain : allChains()) {
+        report.chains.push_back(measure(chain, plain));
+        allVerified &= report.chains.back().verified;
+    }
+    if (request.json) {
+        printJson(report);
+    } else {
+        printTable(report);
+    }
+    if (!request.plotFile.empty()) writeText(request.plotFile, drawPlot(report));
+    return allVerified ? 0 : 1;
+}
+
+}  // namespace
+
+void addStagesCommand(CLI::App& app, int& exitStatus) {
+    auto* command = app.add_subcommand(
+        "stages", "Run every chain of the library's stages on a file (its first 64 MiB)");
+    command->footer(
+        "Examples:\n"
+        "  zeldc stages notes.txt                  a table of ratio and speed\n"
+        "  zeldc stages --plot out.svg notes.txt   and a drawing of it");
+    auto request = std::make_shared<Request>();
+    command->add_option("FILE", request->file, "File to read; -: standard input")->required();
+    command->add_flag("--json", request->json, "Print JSON");
+    command->add_option("--plot", request->plotFile, "Draw speed against ratio to this SVG file");
+    command->callback([request, &exitStatus] {
+        try {
+            exitStatus = runStages(*request);
+        } catch (const Failure& failure) {
+            std::fprintf(stderr, "zeldc: %s: %s\n", request->file.c_str(), failure.what());
+            exitStatus = 1;
+        }
+    });
+}
 
 }  // namespace tool
