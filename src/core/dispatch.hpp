@@ -31,8 +31,8 @@ namespace zeldc {
 template <auto resolve>
 struct TestDispatch {
     template <class... Args>
-    auto operator()(Args... args) const {
-        return resolve()(args...);
+    auto operator()(Args&&... args) const {
+        return resolve()(static_cast<Args&&>(args)...);
     }
 };
 
