@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 #include <numeric>
 #include <string>
 
@@ -246,6 +247,18 @@ TEST(Bwt, WordsRepeatedOftenMatchTheModel) {
     }
     EXPECT_EQ(checksum, 0x23B39BB8U);
     EXPECT_EQ(restored, 136);
+}
+
+// Rotations that agree nearly to the end of a long word: comparing pairs of them to the end takes
+// time that is quadratic in the word.
+TEST(Bwt, LongWordsRepeatedOftenTakeNoTime) {
+    Bytes word = support::repeated("ab", 500000);
+    word[0] = 'c';
+    const Bytes block = times(word, 8);
+    const std::clock_t start = std::clock();
+    const Transformed t = forward(block);
+    EXPECT_LT(std::clock() - start, 3 * CLOCKS_PER_SEC);
+    EXPECT_EQ(std::count(t.bytes.begin(), t.bytes.end(), 'c'), 8);
 }
 
 std::string fibonacciWord(size_t size) {

@@ -174,20 +174,30 @@ class PeriodicSorter {
 
     // The depth to which all members of a segment agree, who agree at its own depth. Partitioning
     // up to there would move nothing. They hold two rotations at least, which differ within the
-    // period.
+    // period. The limit grows by doubling: in "c" and many "ab", neighbours agree nearly to the end
+    // of the word, yet all of them only to the next pair.
     size_t agreement(const Segment& s) const {
-        size_t depth = period_;
-        for (size_t row = s.lo + 1; row <= s.hi; ++row) {
-            const uint8_t* a = twice_ + rows_[s.lo];
-            const uint8_t* b = twice_ + rows_[row];
-            size_t d = s.depth + 1;
-            while (d + 4 <= depth && load<uint32_t>(a + d) == load<uint32_t>(b + d))
-                d += 4;
-            while (d < depth && a[d] == b[d])
-                ++d;
-            depth = d;
+        size_t depth = s.depth + 1;
+        for (size_t length = 16;; length *= 2) {
+            const size_t limit = std::min(s.depth + length, period_);
+            depth = agreementWithin(s, depth, limit);
+            if (depth < limit) return depth;
         }
-        return depth;
+    }
+
+    // The same for members who agree up to `known`, but `limit` at most.
+    size_t agreementWithin(const Segment& s, size_t known, size_t limit) const {
+        const uint8_t* a = twice_ + rows_[s.lo];
+        for (size_t row = s.lo + 1; row <= s.hi; ++row) {
+            const uint8_t* b = twice_ + rows_[row];
+            size_t d = known;
+            while (d + 4 <= limit && load<uint32_t>(a + d) == load<uint32_t>(b + d))
+                d += 4;
+            while (d < limit && a[d] == b[d])
+                ++d;
+            limit = d;
+        }
+        return limit;
     }
 
     enum class First { left, right };
