@@ -1021,8 +1021,7 @@ ZELDC_API ZelStatus zelsEncodeHuffInit_BZ2_16u8u(int32_t alphaSize, const uint32
  */
 ZELDC_API ZelStatus zelsEncodeHuffInitAlloc_BZ2_16u8u(int32_t len, int32_t alphaSize,
                                                       const uint32_t* pFreq, const uint16_t* pSrc,
-                                                      int32_t srcLen,
-                                                      HuffBz2EncodeState** ppState);
+                                                      int32_t srcLen, HuffBz2EncodeState** ppState);
 
 /* Releases a state of InitAlloc; null is ignored. */
 ZELDC_API void zelsEncodeHuffFree_BZ2_16u8u(HuffBz2EncodeState* pState);
@@ -1062,9 +1061,9 @@ ZELDC_API ZelStatus zelsEncodeHuff_BZ2_16u8u(uint32_t* pCode, int32_t* pCodeLenB
  * The kernel that chooses tables for groups, without any argument check: for each group of 50 of
  * the len symbols at pSrc (all below 258; the last group may be shorter) finds the table, of
  * tableCount (1..6), whose code lengths for the group's symbols have the smallest sum, the
- * lowest-numbered of equals. pLengths holds 258 lengths (bytes, 0..25) per table, pSelectors receives a
- * byte per group, pCounts (258 per table) how often each symbol occurs in the groups of each
- * table. Returns zelStsOk.
+ * lowest-numbered of equals. pLengths holds 258 lengths (bytes, 0..25) per table, pSelectors
+ * receives a byte per group, pCounts (258 per table) how often each symbol occurs in the groups of
+ * each table. Returns zelStsOk.
  */
 ZELDC_API ZelStatus ownsHuffSelectGroup(const uint16_t* pSrc, int32_t len, int32_t tableCount,
                                         const uint8_t* pLengths, uint32_t* pCounts,
