@@ -1092,7 +1092,9 @@ ZELDC_API ZelStatus zelsDecodeHuffInit_BZ2_8u16u(int32_t alphaSize, HuffBz2Decod
 /*
  * Allocates a state for blocks of up to len symbols, stores it in *ppState and does Init, whose
  * status it returns; the pointer is stored when Init fails, too. The state remembers its size:
- * descriptions with more selectors than it can hold, ceil(len / 50) + 1226, are refused.
+ * descriptions with more than ceil(len / 50) selectors are refused. (Other encoders may describe a
+ * few selectors more than a block needs: the usual ones up to 18002 for blocks of 900000 bytes,
+ * which take len 900100.)
  *
  * Besides the statuses of Init, with nothing stored, zelStsNullPointer: ppState is null;
  * zelStsBadSize: len is below 1; zelStsNoMemory: there is no memory.

@@ -233,8 +233,9 @@ ZelStatus zelsDecodeHuffInitAlloc_BZ2_8u16u(int32_t len, int32_t alphaSize,
     *ppState = pState;
     status = zelsDecodeHuffInit_BZ2_8u16u(alphaSize, pState);
     if (status != zelStsOk) return status;
-    const int32_t capacity = groupsOf(len) + DecodeLayout::kSpareSelectors;
-    if (capacity < kMaxSelectors) stateAt<DecodeLayout>(pState).selectorCapacity = capacity;
+    if (groupsOf(len) < kMaxSelectors) {
+        stateAt<DecodeLayout>(pState).selectorCapacity = groupsOf(len);
+    }
     return zelStsOk;
 }
 
