@@ -98,7 +98,7 @@ const U16* encodeWholeGroups(BitSink& sink, const EncodeLayout& state, const U16
             codes[t][s] = {state.codes[t][s], state.lengths[t][s]};
     }
     WideSink wide(sink);
-    constexpr auto kLeast = static_cast<std::ptrdiff_t>(kGroupSize + WideSink::kSymbolsBehind);
+    constexpr std::ptrdiff_t kLeast = kGroupSize + WideSink::kSymbolsBehind;
     while (srcEnd - src >= kLeast && sink.dstEnd - wide.dstNext() >= WideSink::kRoomForGroup) {
         wide.putGroup(codes[*selector++], src);
         src += kGroupSize;
