@@ -24,7 +24,6 @@ using support::randomPieces;
 using support::Way;
 
 constexpr int32_t kStateSize = 112876;
-constexpr size_t kWindow = 32768;
 
 // A decoder state at an odd address in front of an unreadable page.
 class State {

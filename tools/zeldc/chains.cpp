@@ -209,7 +209,8 @@ Bytes encodeHuffman(const Bytes& src) {
     check(zelsEncodeHuff_8u(src.data(), lengthOf(src), dst.data() + tableSize, &made, state));
     check(zelsEncodeHuffFinal_8u(dst.data() + tableSize + made, &rest, state));
     zelsHuffFree_8u(state);
-    dst.resize(static_cast<size_t>(tableSize + made + rest));
+    const int32_t size = tableSize + made + rest;
+    dst.resize(static_cast<size_t>(size));
     // Equal lengths throughout are an empty code, which would lose the data; they stay plain.
     const bool lost = std::all_of(lengths.begin(), lengths.end(),
                                   [&](int32_t length) { return length == lengths[0]; });

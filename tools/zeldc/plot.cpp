@@ -48,7 +48,8 @@ std::string escaped(const std::string& text) {
 }
 
 void addAxes(std::string& svg, const Axis& speed, const Axis& ratio) {
-    for (double decade = 0.1; decade <= speed.high; decade *= 10) {
+    for (int exponent = -1; std::pow(10.0, exponent) <= speed.high; ++exponent) {
+        const double decade = std::pow(10.0, exponent);
         if (decade < speed.low) continue;
         add(svg, "<path d='M%.1f %.1fV%.1f' stroke='#ddd'/>", speed.at(decade), kTop,
             kHeight - kBottom);
@@ -56,7 +57,8 @@ void addAxes(std::string& svg, const Axis& speed, const Axis& ratio) {
             kHeight - kBottom + 18, decade);
     }
     const double step = ratio.high > 20 ? 10 : ratio.high > 8 ? 2 : 1;
-    for (double value = 0; value <= ratio.high; value += step) {
+    for (int line = 0; line * step <= ratio.high; ++line) {
+        const double value = line * step;
         add(svg, "<path d='M%.1f %.1fH%.1f' stroke='#ddd'/>", kLeft, ratio.at(value),
             kWidth - kRight);
         add(svg, "<text x='%.1f' y='%.1f' text-anchor='end'>%g</text>\n", kLeft - 8,
