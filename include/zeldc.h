@@ -1690,7 +1690,7 @@ ZELDC_API ZelStatus ownsDealBStreams(uint8_t* pDst, int32_t* pDstLen, GitEncodeS
  */
 
 /*
- * The number of bytes that the spec for a code needs.
+ * The number of bytes that the object for a code needs.
  *
  * pRecords, recordCount        the code; bits of a record's code above its length are ignored
  * pSubTableSizes, subTableCount   level widths
@@ -1723,7 +1723,7 @@ ZELDC_API ZelStatus zelsVLCDecodeUTupleGetSize_32s(const VlcCodeRecord* pRecords
  * Builds a spec at pSpec, in GetSize bytes of the caller's memory. Arguments and results as for
  * GetSize with pSpec in the place of pSize, and zelStsVlcTableErr also when a code runs through
  * another one: the shorter code ends in a level before the longer one does, and comes first. (Codes
- * that end in the same level overwrite each other silently, the later record winning.) The spec is
+ * that end in the same level overwrite each other silently, the later record winning.) A spec is
  * then not to be used.
  *
  * The time taken grows with the table, as each entry that a code covers is written; where many
@@ -1752,7 +1752,7 @@ ZELDC_API ZelStatus zelsVLCDecodeUTupleInitAlloc_32s(const VlcCodeRecord* pRecor
 
 /*
  * Ends the use of a spec: no operation accepts it any more. The memory is released if InitAlloc
- * allocated it, and stays the caller's if Init built the spec there. Null is ignored.
+ * allocated it, and stays the caller's if Init built the object there. Null is ignored.
  */
 ZELDC_API void zelsVLCDecodeFree_32s(VlcDecodeSpec* pSpec);
 ZELDC_API void zelsVLCDecodeUTupleFree_32s(VlcDecodeSpec* pSpec);
@@ -1829,12 +1829,12 @@ ZELDC_API ZelStatus ownzelVLCInternalTableInit32(const VlcCodeRecord* pRecords, 
 /*
  * The encoding spec is a lookup by value over the whole span from the smallest to the largest value
  * of the records: a length and a code for each. Records are as for decoding, of plain values;
- * when two have the same value, the first one counts. The spec lies at any address and must not be
+ * when two have the same value, the first one counts. A spec lies at any address and must not be
  * moved; encoding only reads it.
  */
 
 /*
- * The number of bytes that the spec needs: with R the largest minus the smallest value and n the
+ * The number of bytes that the object needs: with R the largest minus the smallest value and n the
  * number of bits of R + 1, (2^n + R + 1) * 4 + 64. Codes and lengths are not looked at.
  *
  * zelStsNullPointer: pRecords or pSize is null. zelStsVlcSpecErr: recordCount is below 1, or the

@@ -34,7 +34,7 @@ class Spec {
     ~Spec() { zelsVLCDecodeFree_32s(spec_); }
     Spec(const Spec&) = delete;
     Spec& operator=(const Spec&) = delete;
-    operator const VlcDecodeSpec*() const { return spec_; }  // NOLINT: used as the spec it holds
+    operator const VlcDecodeSpec*() const { return spec_; }  // NOLINT: used as the object it holds
 
   private:
     VlcDecodeSpec* spec_ = nullptr;

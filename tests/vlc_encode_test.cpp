@@ -1,4 +1,4 @@
-// Encoding: the spec's tables, every byte of the stream's words, and the way back.
+// Encoding: the object's tables, every byte of the stream's words, and the way back.
 #include <gtest/gtest.h>
 
 #include <climits>

@@ -106,7 +106,7 @@ std::vector<uint32_t> modelTable(const VlcCode& code, uint32_t entryBits, uint32
     return table;
 }
 
-// Derives everything anew and compares every byte that the spec consists of.
+// Derives everything anew and compares every byte that the object consists of.
 void expectSpec(const VlcCode& code, size_t shift, const Tuple* tuple) {
     const auto widths = support::cutWidths(code);
     const auto entries = static_cast<uint64_t>(support::modelEntryCount(code));

@@ -98,7 +98,7 @@ class Table {
     uint32_t firstWidth_;
 };
 
-// Calls `decode(Table<Entry>)` for the spec's entry width.
+// Calls `decode(Table<Entry>)` for the object's entry width.
 template <class Decode>
 auto withTable(const DecodeSpec& spec, Decode decode) {
     switch (spec.entryWidth) {

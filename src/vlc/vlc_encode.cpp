@@ -18,7 +18,7 @@ struct WritePosition {
 
 struct Code {
     uint32_t bits;
-    uint32_t length;  // 0: the spec has no such value
+    uint32_t length;  // 0: the object has no such value
 };
 
 // A spec's tables.

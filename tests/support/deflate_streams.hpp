@@ -45,7 +45,7 @@ inline Bytes zlibStream(const Bytes& bytes, const ZlibSettings& settings = {}) {
     }
     stream.avail_in = static_cast<uInt>(left);
     EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-    out.resize(out.size() - stream.avail_out);
+    out.erase(out.end() - static_cast<std::ptrdiff_t>(stream.avail_out), out.end());
     deflateEnd(&stream);
     return out;
 }

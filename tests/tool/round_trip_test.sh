@@ -29,25 +29,25 @@ for file in empty one two three; do crossRestore $file '1 2 3 9' '1 9'; done
 
 # bzip2 blocks of level 1 hold 99,980 bytes without runs.
 for size in 99979 99980 99981 99982 199961; do
-    head -c $size text > part
-    crossRestore part '' 1
+    head -c $size text > cut
+    crossRestore cut '' 1
 done
 # Runs at a block's border: four, and a count.
 for size in 99976 99977 99978 99979; do
-    { head -c $size text | tr -s ' a-z'; head -c 700 /dev/zero; head -c 5000 text; } > part
-    crossRestore part '' 1
+    { head -c $size text | tr -s ' a-z'; head -c 700 /dev/zero; head -c 5000 text; } > cut
+    crossRestore cut '' 1
 done
 # Pieces of a gzip member have 2 MiB, its stored blocks 65,535 bytes.
 for size in 2097151 2097152 2097153; do
-    head -c $size text > part
-    crossRestore part 1 ''
+    head -c $size text > cut
+    crossRestore cut 1 ''
 done
 for size in 65534 65535 65536 131070 131071; do
-    head -c $size noise > part
-    crossRestore part '1 3' ''
+    head -c $size noise > cut
+    crossRestore cut '1 3' ''
 done
-{ head -c 70000 noise; head -c 70000 text; head -c 70000 /dev/zero; head -c 70000 noise; } > part
-crossRestore part '1 2 3' '1 2'
+{ head -c 70000 noise; head -c 70000 text; head -c 70000 /dev/zero; head -c 70000 noise; } > cut
+crossRestore cut '1 2 3' '1 2'
 
 # What does not compress does not grow by more than its headers.
 "$tool" gzip -nc noise > made.gz
@@ -57,9 +57,9 @@ crossRestore part '1 2 3' '1 2'
 "$tool" gzip --select library -c text | gzip -dc | cmp -s - text || fail 'library selection'
 
 # Long runs stand for more than is held at a time; one byte and pairs of bytes, too.
-head -c 30000000 /dev/zero > part
-"$tool" bzip2 -c part | bzip2 -dc | cmp -s - part || fail 'zeros'
-bzip2 -c part | "$tool" bunzip2 | cmp -s - part || fail 'zeros of bzip2'
+head -c 30000000 /dev/zero > cut
+"$tool" bzip2 -c cut | bzip2 -dc | cmp -s - cut || fail 'zeros'
+bzip2 -c cut | "$tool" bunzip2 | cmp -s - cut || fail 'zeros of bzip2'
 
 # The output does not depend on the number of threads.
 for command in 'gzip -2' 'bzip2 -1'; do
