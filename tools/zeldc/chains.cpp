@@ -195,22 +195,39 @@ Bytes decodeGit(const Bytes& src, int32_t strategy, int32_t size) {
     return dst;
 }
 
-Bytes encodeHuffman(const Bytes& src) {
-    std::array<int32_t, 256> counts{}, lengths{};
+// The lengths of a Huffman code's codes, 0 for a byte that does not occur.
+using CodeLengths = std::array<int32_t, 256>;
+
+HuffState* makeHuffmanEncoder(const Bytes& src, CodeLengths& lengths) {
+    std::array<int32_t, 256> counts{};
     for (const uint8_t byte : src)
         ++counts[byte];
     HuffState* state = nullptr;
     check(zelsEncodeHuffInitAlloc_8u(counts.data(), &state));
     check(zelsHuffGetLenCodeTable_8u(lengths.data(), state));
-    int32_t tableSize = 512, room = 0, made = 0, rest = 4;
+    return state;
+}
+
+Bytes packLengths(const CodeLengths& lengths) {
+    Bytes table(512);
+    int32_t size = lengthOf(table);
+    check(zelsHuffLenCodeTablePack_8u(lengths.data(), table.data(), &size));
+    table.resize(static_cast<size_t>(size));
+    return table;
+}
+
+Bytes encodeHuffman(const Bytes& src) {
+    CodeLengths lengths{};
+    HuffState* state = makeHuffmanEncoder(src, lengths);
+    Bytes dst = packLengths(lengths);
+    const size_t tableSize = dst.size();
+    int32_t room = 0, made = 0, rest = 4;
     check(zelsHuffGetDstBuffSize_8u(lengths.data(), lengthOf(src), &room, nullptr));
-    Bytes dst(static_cast<size_t>(tableSize + room + rest));
-    check(zelsHuffLenCodeTablePack_8u(lengths.data(), dst.data(), &tableSize));
+    dst.resize(tableSize + static_cast<size_t>(room + rest));
     check(zelsEncodeHuff_8u(src.data(), lengthOf(src), dst.data() + tableSize, &made, state));
     check(zelsEncodeHuffFinal_8u(dst.data() + tableSize + made, &rest, state));
     zelsHuffFree_8u(state);
-    const int32_t size = tableSize + made + rest;
-    dst.resize(static_cast<size_t>(size));
+    dst.resize(tableSize + static_cast<size_t>(made + rest));
     // Equal lengths throughout are an empty code, which would lose the data; they stay plain.
     const bool lost = std::all_of(lengths.begin(), lengths.end(),
                                   [&](int32_t length) { return length == lengths[0]; });
@@ -221,7 +238,7 @@ Bytes encodeHuffman(const Bytes& src) {
 
 Bytes decodeHuffman(const Bytes& src, size_t size) {
     if (src.at(0) == 1) return Bytes(src.begin() + 1, src.end());
-    std::array<int32_t, 256> lengths{};
+    CodeLengths lengths{};
     int32_t tableSize = lengthOf(src) - 1;
     check(zelsHuffLenCodeTableUnpack_8u(src.data() + 1, &tableSize, lengths.data()));
     HuffState* state = nullptr;
@@ -233,6 +250,64 @@ Bytes decodeHuffman(const Bytes& src, size_t size) {
     zelsHuffFree_8u(state);
     check(status);
     return dst;
+}
+
+// The canonical code of these lengths, as the list that the variable-length stages take.
+std::vector<VlcCodeRecord> describeCode(const CodeLengths& lengths) {
+    std::vector<VlcCodeRecord> records;
+    uint32_t code = 0;
+    for (int32_t length = 1; length <= 32; ++length, code <<= 1) {
+        for (int32_t value = 0; value < 256; ++value) {
+            if (lengths[static_cast<size_t>(value)] != length) continue;
+            records.push_back({value, static_cast<int32_t>(code++), length});
+        }
+    }
+    return records;
+}
+
+// The stream consists of aligned words, of which the decoder looks one ahead.
+Bytes encodeVlc(const Bytes& src) {
+    CodeLengths lengths{};
+    zelsHuffFree_8u(makeHuffmanEncoder(src, lengths));
+    const std::vector<VlcCodeRecord> records = describeCode(lengths);
+    const std::vector<int16_t> values(src.begin(), src.end());
+    VlcEncodeSpec* spec = nullptr;
+    check(zelsVLCEncodeInitAlloc_32s(records.data(), static_cast<int32_t>(records.size()), &spec));
+    int32_t bits = 0;
+    check(zelsVLCCountBits_16s32s(values.data(), lengthOf(src), &bits, spec));
+    std::vector<uint32_t> words(static_cast<size_t>(bits) / 32 + 1);
+    auto* stream = reinterpret_cast<uint8_t*>(words.data());
+    uint8_t* next = stream;
+    int32_t offset = 0;
+    const ZelStatus status =
+        zelsVLCEncodeBlock_16s1u(values.data(), lengthOf(src), &next, &offset, spec);
+    zelsVLCEncodeFree_32s(spec);
+    check(status);
+    Bytes dst = packLengths(lengths);
+    dst.insert(dst.end(), stream, stream + (bits + 7) / 8);
+    return dst;
+}
+
+Bytes decodeVlc(const Bytes& src, size_t size) {
+    constexpr int32_t kLevelWidths[] = {9, 7, 8, 8};
+    CodeLengths lengths{};
+    int32_t tableSize = lengthOf(src);
+    check(zelsHuffLenCodeTableUnpack_8u(src.data(), &tableSize, lengths.data()));
+    const std::vector<VlcCodeRecord> records = describeCode(lengths);
+    VlcDecodeSpec* spec = nullptr;
+    check(zelsVLCDecodeInitAlloc_32s(records.data(), static_cast<int32_t>(records.size()),
+                                     kLevelWidths, 4, &spec));
+    std::vector<uint32_t> words(src.size() / 4 + 2);
+    auto* stream = reinterpret_cast<uint8_t*>(words.data());
+    std::copy(src.begin() + tableSize, src.end(), stream);
+    const uint8_t* next = stream;
+    int32_t offset = 0;
+    std::vector<int16_t> values(size);
+    const ZelStatus status =
+        zelsVLCDecodeBlock_1u16s(&next, &offset, values.data(), static_cast<int32_t>(size), spec);
+    zelsVLCDecodeFree_32s(spec);
+    check(status);
+    return Bytes(values.begin(), values.end());
 }
 
 Bytes moveToFront(const Bytes& src, bool forward) {
@@ -308,6 +383,13 @@ Chain gitChain(int32_t strategy) {
             }};
 }
 
+// A stage that codes blocks on its own.
+Chain blockChain(const std::string& name, const std::string& stages, Bytes (*encode)(const Bytes&),
+                 Bytes (*decode)(const Bytes&, size_t)) {
+    return {name, stages, [encode](const Bytes& plain) { return packBlocks(plain, encode); },
+            [decode](const Bytes& packed, size_t) { return unpackBlocks(packed, decode); }};
+}
+
 Chain sortedHuffmanChain() {
     return {"BWT, MTF, Huffman", "BWT, MTF, byte Huffman",
             [](const Bytes& plain) {
@@ -339,13 +421,10 @@ std::vector<Chain> allChains() {
         chains.push_back(gitChain(strategy));
     chains.push_back(sortedHuffmanChain());
     chains.push_back({"LZSS", "LZSS", encodeLzss, decodeLzss});
-    chains.push_back(
-        {"byte Huffman", "byte Huffman",
-         [](const Bytes& plain) { return packBlocks(plain, encodeHuffman); },
-         [](const Bytes& packed, size_t) { return unpackBlocks(packed, decodeHuffman); }});
-    chains.push_back({"byte RLE", "byte run lengths",
-                      [](const Bytes& plain) { return packBlocks(plain, encodeRle); },
-                      [](const Bytes& packed, size_t) { return unpackBlocks(packed, decodeRle); }});
+    chains.push_back(blockChain("byte Huffman", "byte Huffman", encodeHuffman, decodeHuffman));
+    chains.push_back(blockChain("VLC", "variable-length codes, described by byte Huffman's lengths",
+                                encodeVlc, decodeVlc));
+    chains.push_back(blockChain("byte RLE", "byte run lengths", encodeRle, decodeRle));
     return chains;
 }
 
