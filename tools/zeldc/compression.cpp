@@ -1,8 +1,10 @@
 // gzip, gunzip, bzip2, bunzip2, compress, decompress: from arguments to options.
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "commands.hpp"
 #include "file_task.hpp"
@@ -55,11 +57,11 @@ constexpr CommandForm kForms[] = {
      Action::restore, Format::recognise},
 };
 
-struct Flags {
-    bool restore = false, compress = false, test = false, list = false;
-    bool fast = false, best = false;
-    Format compressFormat = Format::gzip;
-};
+// Of options that exclude each other the last one counts, so they act as they are met.
+void addSwitch(CLI::App& command, const std::string& names, std::function<void()> act,
+               const std::string& text) {
+    command.add_flag_callback(names, std::move(act), text)->trigger_on_parse();
+}
 
 void addLevels(CLI::App& command, Options& options) {
     auto* group = command.add_option_group("Level");
@@ -73,16 +75,35 @@ void addLevels(CLI::App& command, Options& options) {
         } else {
             text = "As -3";
         }
-        group->add_flag_callback(
-            "-" + std::to_string(level), [&options, level] { options.level = level; }, text);
+        addSwitch(
+            *group, "-" + std::to_string(level), [&options, level] { options.level = level; },
+            text);
     }
-    group->add_flag_callback(
-        "--fast", [&options] { options.level = 1; }, "As -1");
-    group->add_flag_callback(
-        "--best", [&options] { options.level = 9; }, "As -9");
+    addSwitch(
+        *group, "--fast", [&options] { options.level = 1; }, "As -1");
+    addSwitch(
+        *group, "--best", [&options] { options.level = 9; }, "As -9");
 }
 
-void addFormatOptions(CLI::App& command, const CommandForm& form, Options& options, Flags& flags) {
+void addActions(CLI::App& command, Options& options) {
+    addSwitch(
+        command, "-d,--decompress",
+        [&options] {
+            if (options.action == Action::compress) options.action = Action::restore;
+        },
+        "Restore");
+    addSwitch(
+        command, "-z,--compress", [&options] { options.action = Action::compress; }, "Compress");
+    addSwitch(
+        command, "-t,--test", [&options] { options.action = Action::test; },
+        "Test compressed files");
+    addSwitch(
+        command, "-l,--list", [&options] { options.action = Action::list; },
+        "List sizes, by restoring to nowhere");
+}
+
+void addFormatOptions(CLI::App& command, const CommandForm& form, Options& options,
+                      Format& compressFormat) {
     static const std::map<std::string, Format> kFormats = {{"gz", Format::gzip},
                                                            {"gzip", Format::gzip},
                                                            {"bz2", Format::bzip2},
@@ -91,8 +112,9 @@ void addFormatOptions(CLI::App& command, const CommandForm& form, Options& optio
                                                                 {"library", BlockChoice::library}};
     const bool choosesFormat = std::string_view(form.name) == "compress";
     if (choosesFormat) {
-        command.add_option("-f,--format", flags.compressFormat, "gz (the default) or bz2")
-            ->transform(CLI::CheckedTransformer(kFormats));
+        command.add_option("-f,--format", compressFormat, "gz (the default) or bz2")
+            ->transform(CLI::CheckedTransformer(kFormats))
+            ->take_last();
     }
     command.add_flag(choosesFormat ? "--force" : "-f,--force", options.force,
                      "Overwrite outputs; take links, and terminals");
@@ -104,7 +126,8 @@ void addFormatOptions(CLI::App& command, const CommandForm& form, Options& optio
         command
             .add_option("--select", options.choice,
                         "Who chooses the kind of a deflate block: size (the default), library")
-            ->transform(CLI::CheckedTransformer(kChoices));
+            ->transform(CLI::CheckedTransformer(kChoices))
+            ->take_last();
     }
 }
 
@@ -112,34 +135,34 @@ unsigned defaultThreads() {
     return std::clamp(std::thread::hardware_concurrency(), 1U, kMaxDefaultThreads);
 }
 
-void addOptions(CLI::App& command, const CommandForm& form, Options& options, Flags& flags) {
+void addOptions(CLI::App& command, const CommandForm& form, Options& options,
+                Format& compressFormat) {
     command.add_option("FILE", options.files, "Files to work on; - or none: standard input");
     command.add_flag("-c,--stdout", options.toStdout, "Write to standard output, keep the files");
-    command.add_flag("-d,--decompress", flags.restore, "Restore");
-    command.add_flag("-z,--compress", flags.compress,
-                     "Compress (what gzip, bzip2 and compress do anyway)");
+    addActions(command, options);
     command.add_flag("-k,--keep", options.keep, "Keep the input");
-    command.add_flag("-t,--test", flags.test, "Test compressed files");
-    command.add_flag("-l,--list", flags.list, "List sizes, by restoring to nowhere");
     command.add_flag("-q,--quiet", options.quiet, "No warnings and no progress");
     command.add_flag("-v,--verbose", options.verbose, "Tell what was done to each file");
     command.add_flag("-r,--recursive", options.recursive, "Work on all files in directories");
-    command.add_option("-o,--output", options.output, "Write to this file, keep the input");
+    // An empty name would stand for none, and the input be replaced.
+    command.add_option("-o,--output", options.output, "Write to this file, keep the input")
+        ->check([](const std::string& name) { return name.empty() ? "an empty name" : ""; })
+        ->take_last();
     command
         .add_option("-j,--threads", options.threads, "Threads; the output does not depend on it")
         ->check(CLI::Range(1U, kMaxThreads))
+        ->take_last()
         ->default_str("all cores, up to 32");
-    addFormatOptions(command, form, options, flags);
+    addFormatOptions(command, form, options, compressFormat);
     addLevels(command, options);
 }
 
-void settle(Options& options, const Flags& flags, const CommandForm& form) {
-    if (flags.restore) options.action = Action::restore;
-    if (flags.list) options.action = Action::list;
-    if (flags.test) options.action = Action::test;
+void settle(Options& options, Format compressFormat, const CommandForm& form) {
+    const bool compresses = options.action == Action::compress;
     if (std::string_view(form.name) == "compress") {
-        const bool restores = options.action != Action::compress;
-        options.format = restores ? Format::recognise : flags.compressFormat;
+        options.format = compresses ? compressFormat : Format::recognise;
+    } else if (form.format == Format::recognise && compresses) {
+        options.format = Format::gzip;
     }
     if (!options.output.empty() && (options.files.size() > 1 || options.recursive)) {
         throw CLI::ValidationError("--output", "takes a single input");
@@ -150,13 +173,13 @@ void addCommand(CLI::App& app, const CommandForm& form, int& exitStatus) {
     auto* command = app.add_subcommand(form.name, form.description);
     command->footer(form.footer);
     auto options = std::make_shared<Options>();
-    auto flags = std::make_shared<Flags>();
+    auto compressFormat = std::make_shared<Format>(Format::gzip);
     options->action = form.action;
     options->format = form.format;
     options->threads = defaultThreads();
-    addOptions(*command, form, *options, *flags);
-    command->callback([options, flags, &form, &exitStatus] {
-        settle(*options, *flags, form);
+    addOptions(*command, form, *options, *compressFormat);
+    command->callback([options, compressFormat, &form, &exitStatus] {
+        settle(*options, *compressFormat, form);
         exitStatus = processFiles(*options);
     });
 }
