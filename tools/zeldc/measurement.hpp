@@ -19,7 +19,8 @@ struct Measurement {
 
 struct Report {
     std::string file;
-    uint64_t size = 0;
+    uint64_t size = 0;  // of what was measured
+    bool whole = true;  // the file has no more
     std::string library;
     std::vector<Measurement> chains;
 

@@ -1,16 +1,21 @@
 #include "progress.hpp"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <utility>
+
+#include "failure.hpp"
 
 namespace tool {
 namespace {
 
 constexpr auto kInterval = std::chrono::milliseconds(200);
-constexpr int kBarWidth = 24;
+constexpr size_t kLabelWidth = 30;
+constexpr size_t kBarWidth = 24, kLeastBarWidth = 6;
 constexpr double kMegabyte = 1e6;
 
 std::string timeLeft(double seconds) {
@@ -20,10 +25,26 @@ std::string timeLeft(double seconds) {
     return text;
 }
 
+size_t terminalWidth() {
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+// At most so many bytes, and no part of a UTF-8 sequence behind them.
+std::string cut(std::string text, size_t size) {
+    if (text.size() <= size) return text;
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80)
+        --size;
+    text.resize(size);
+    return text;
+}
+
 }  // namespace
 
 Progress::Progress(std::string label, uint64_t total, bool wanted)
-    : label_(std::move(label)), total_(total), wanted_(wanted && isatty(STDERR_FILENO) == 1) {}
+    : label_(cut(printable(std::move(label)), kLabelWidth)),
+      total_(total),
+      wanted_(wanted && isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
     clear();
@@ -42,19 +63,32 @@ void Progress::update() {
 }
 
 void Progress::draw(double seconds) {
-    const double rate = static_cast<double>(done_) / seconds;
-    drawn_ = true;
+    const auto done = static_cast<double>(done_);
+    const double rate = done / seconds;
+    char numbers[96];
+    std::string bar;
+    // The line must not wrap, or it could not be taken off again.
+    const size_t width = terminalWidth() - 1;
     if (total_ == 0) {
-        std::fprintf(stderr, "\r\033[K%.30s  %.1f MB  %.1f MB/s", label_.c_str(),
-                     static_cast<double>(done_) / kMegabyte, rate / kMegabyte);
-        return;
+        std::snprintf(numbers, sizeof numbers, "  %.1f MB  %.1f MB/s", done / kMegabyte,
+                      rate / kMegabyte);
+    } else {
+        const auto total = static_cast<double>(total_);
+        const double share = std::min(1.0, done / total);
+        std::snprintf(numbers, sizeof numbers, "  %3.0f%%  %.1f MB/s  %s left", share * 100,
+                      rate / kMegabyte, timeLeft(std::max(total - done, 0.0) / rate).c_str());
+        const size_t others = label_.size() + std::strlen(numbers) + 4;
+        if (width >= others + kLeastBarWidth) {
+            bar.assign(std::min(width - others, kBarWidth), '.');
+            std::fill_n(bar.begin(), static_cast<size_t>(share * static_cast<double>(bar.size())),
+                        '#');
+            bar = "  [" + bar + "]";
+        }
     }
-    const double share = std::min(1.0, static_cast<double>(done_) / static_cast<double>(total_));
-    std::string bar(static_cast<size_t>(share * kBarWidth), '#');
-    bar.resize(kBarWidth, '.');
-    const double left = (static_cast<double>(total_) - static_cast<double>(done_)) / rate;
-    std::fprintf(stderr, "\r\033[K%.30s [%s] %3.0f%%  %.1f MB/s  %s left", label_.c_str(),
-                 bar.c_str(), share * 100, rate / kMegabyte, timeLeft(std::max(left, 0.0)).c_str());
+    const size_t behind = bar.size() + std::strlen(numbers);
+    const std::string line = cut(label_, width - std::min(width, behind)) + bar + numbers;
+    std::fprintf(stderr, "\r\033[K%s", cut(line, width).c_str());
+    drawn_ = true;
 }
 
 }  // namespace tool

@@ -1,4 +1,5 @@
-// A progress line on the terminal for work that takes more than a second.
+// A progress line on the terminal for work that takes more than a second. Debian packages no C++
+// library for it.
 #pragma once
 
 #include <chrono>

@@ -1,7 +1,4 @@
 // zeldc stages: every chain of the library's stages on one file, verified and timed.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -12,6 +9,7 @@
 #include "chains.hpp"
 #include "commands.hpp"
 #include "failure.hpp"
+#include "input_file.hpp"
 #include "measurement.hpp"
 #include "zeldc.h"
 
@@ -30,13 +28,17 @@ struct Request {
     bool json = false;
 };
 
-Bytes readFile(const std::string& name) {
-    const bool standardInput = name == "-";
-    const int descriptor = standardInput ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) failWithErrno("cannot open");
-    Progress progress(name, 0, false);
-    ByteSource source(descriptor, progress);
+struct Input {
     Bytes bytes;
+    bool whole = true;
+};
+
+Input readFile(const std::string& name) {
+    const Descriptor file(openForReading(name));
+    Progress progress(name, 0, false);
+    ByteSource source(file.get(), progress);
+    Input input;
+    Bytes& bytes = input.bytes;
     size_t got = 0;
     do {
         constexpr size_t kStep = size_t{1} << 20;
@@ -44,9 +46,9 @@ Bytes readFile(const std::string& name) {
         got = source.take(bytes.data() + bytes.size() - kStep, kStep);
         bytes.resize(bytes.size() - kStep + got);
     } while (got > 0 && bytes.size() < kMaxSize);
-    if (!standardInput) close(descriptor);
     if (bytes.empty()) throw Failure("is empty: there is nothing to measure");
-    return bytes;
+    input.whole = !source.ensure(1);
+    return input;
 }
 
 // The best rate of as many runs as it takes to measure one.
@@ -83,8 +85,8 @@ Measurement measure(const Chain& chain, const Bytes& plain) {
 }
 
 void printTable(const Report& report) {
-    std::printf("%s: %llu bytes\n", report.file.c_str(),
-                static_cast<unsigned long long>(report.size));
+    std::printf("%s: %s%llu bytes\n", printable(report.file).c_str(),
+                report.whole ? "" : "the first ", static_cast<unsigned long long>(report.size));
     std::printf("%-20s %12s %8s %12s %12s\n", "chain", "bytes", "ratio", "pack MB/s",
                 "unpack MB/s");
     for (const Measurement& chain : report.chains) {
@@ -102,6 +104,7 @@ void printJson(const Report& report) {
     nlohmann::ordered_json json;
     json["file"] = report.file;
     json["size"] = report.size;
+    json["whole"] = report.whole;
     json["library"] = report.library;
     for (const Measurement& chain : report.chains) {
         nlohmann::ordered_json entry;
@@ -130,15 +133,23 @@ void writeText(const std::string& name, const std::string& text) {
 }
 
 int runStages(const Request& request) {
-    const Bytes plain = readFile(request.file);
+    const Input input = readFile(request.file);
+    const Bytes& plain = input.bytes;
     const ZelLibraryVersion* version = zeldcGetLibVersion();
-    Report report{
-        request.file, plain.size(), std::string(version->name) + " " + version->version, {}};
+    Report report{request.file,
+                  plain.size(),
+                  input.whole,
+                  std::string(version->name) + " " + version->version,
+                  {}};
     bool allVerified = true;
-    for (const Chain& chain : allChains()) {
+    const std::vector<Chain> chains = allChains();
+    Progress progress("stages", plain.size() * uint64_t{chains.size()}, true);
+    for (const Chain& chain : chains) {
         report.chains.push_back(measure(chain, plain));
         allVerified &= report.chains.back().verified;
+        progress.advance(plain.size());
     }
+    progress.clear();
     if (request.json) {
         printJson(report);
     } else {
@@ -165,7 +176,7 @@ void addStagesCommand(CLI::App& app, int& exitStatus) {
         try {
             exitStatus = runStages(*request);
         } catch (const Failure& failure) {
-            std::fprintf(stderr, "zeldc: %s: %s\n", request->file.c_str(), failure.what());
+            say(request->file, failure.what());
             exitStatus = 1;
         }
     });

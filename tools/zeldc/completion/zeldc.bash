@@ -8,7 +8,7 @@ _zeldc() {
     local words=''
 
     if [ "$COMP_CWORD" -eq 1 ]; then
-        words='gzip gunzip bzip2 bunzip2 compress decompress sum stages --help'
+        words='gzip gunzip bzip2 bunzip2 compress decompress sum stages --help --version'
     elif [ "$previous" = --select ]; then
         words='size library'
     elif [ "$previous" = --format ] || { [ "$command" = compress ] && [ "$previous" = -f ]; }; then
