@@ -14,6 +14,30 @@ while read -r example; do
     same notes.txt original "after: $example"
     [ ! -e copy.txt ] || same copy.txt original "after: $example"
 done <<< "$examples"
+# Those of the help, each in a directory with the files that it names.
+mkdir src
+cp original src/part
+for command in '' gzip gunzip bzip2 bunzip2 compress decompress sum stages; do
+    examples=$("$tool" $command --help | sed -n '/^Example/,$p' | awk -F '  +' 'NR > 1 { print $2 }')
+    [ -n "$examples" ] || fail "no examples in the help of $command"
+    while read -r example; do
+        rm -rf example
+        mkdir example
+        set -f
+        for word in $example; do
+            case $word in
+                src) cp -r src example ;;
+                *.tgz) tar cz src > "example/$word" ;;
+                *.gz) gzip -c original > "example/${word/\*/a}" ;;
+                *.bz2) bzip2 -c original > "example/$word" ;;
+                *.txt | *.log | *.tar) cp original "example/${word/\*/a}" ;;
+            esac
+        done
+        set +f
+        (cd example && bash -o pipefail -c "$example") > example.out 2> example.err < /dev/null ||
+            fail "$example: $(cat example.err)"
+    done <<< "$examples"
+done
 bzip2 -dc notes.bz2 | cmp -s - original || fail 'notes.bz2'
 grep -q '</svg>' stages.svg || fail 'no drawing'
 [ "$(man -l --warnings=all "$here/../../docs/man/zeldc.1" 2>&1 > /dev/null | wc -c)" -eq 0 ] ||
@@ -30,7 +54,7 @@ for file in one word mixed; do
 import json, sys
 report = json.load(open(sys.argv[1]))
 assert report['size'] == int(sys.argv[2])
-assert len(report['chains']) >= 13
+assert len(report['chains']) >= 14
 assert all(chain['verified'] and chain['packedSize'] > 0 for chain in report['chains'])
 EOF
 done

@@ -166,6 +166,7 @@ void Joiner::endStream(const Segment& segment) {
         failAt(segment.startByte() + static_cast<size_t>(crcBit / 8),
                "the checksum differs from that of the restored data");
     }
+    ending_.crc = combinedCrc_;
     lookBehindStream(segment, behind);
 }
 

@@ -1,6 +1,8 @@
 #include "file_names.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <string_view>
 
 namespace tool {
@@ -12,10 +14,12 @@ struct Suffix {
     std::string_view restored;
 };
 
-constexpr std::array<Suffix, 9> kSuffixes = {{
+constexpr std::array<Suffix, 11> kSuffixes = {{
     {Format::gzip, ".gz", ""},
     {Format::gzip, "-gz", ""},
     {Format::gzip, ".z", ""},
+    {Format::gzip, "-z", ""},
+    {Format::gzip, "_z", ""},
     {Format::gzip, ".tgz", ".tar"},
     {Format::gzip, ".taz", ".tar"},
     {Format::bzip2, ".bz2", ""},
@@ -24,9 +28,11 @@ constexpr std::array<Suffix, 9> kSuffixes = {{
     {Format::bzip2, ".tbz", ".tar"},
 }};
 
-// The suffix that the name ends with; a name consists of more than that.
+// The suffix that the name ends with, in whatever case; a name consists of more than that.
 const Suffix* findSuffix(const std::string& path, Format format) {
-    const std::string name = baseName(path);
+    std::string name = baseName(path);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     for (const Suffix& suffix : kSuffixes) {
         if (format != Format::recognise && suffix.format != format) continue;
         if (name.size() > suffix.compressed.size() && name.ends_with(suffix.compressed)) {
@@ -45,6 +51,13 @@ std::string baseName(const std::string& path) {
 
 const char* suffixOf(Format format) {
     return format == Format::bzip2 ? ".bz2" : ".gz";
+}
+
+std::vector<std::string> namesWithSuffix(const std::string& path, Format format) {
+    std::vector<std::string> names;
+    if (format != Format::bzip2) names.push_back(path + suffixOf(Format::gzip));
+    if (format != Format::gzip) names.push_back(path + suffixOf(Format::bzip2));
+    return names;
 }
 
 std::string compressedName(const std::string& path, Format format) {

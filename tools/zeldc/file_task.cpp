@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iostream>
 #include <limits>
 #include <memory>
 #include <new>
-#include <optional>
 #include <system_error>
 
 #include "byte_sink.hpp"
@@ -19,6 +19,8 @@
 #include "failure.hpp"
 #include "file_names.hpp"
 #include "gzip_member.hpp"
+#include "input_file.hpp"
+#include "listing.hpp"
 #include "output_file.hpp"
 #include "progress.hpp"
 
@@ -26,26 +28,20 @@ namespace tool {
 namespace {
 
 constexpr int kError = 1, kWarning = 2;
+constexpr const char* kUnknownSuffix = "unknown suffix -- ignored";
 
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ > STDERR_FILENO) close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return number_; }
-
-  private:
-    int number_;
+// What the files of one command share.
+struct Course {
+    const Options& options;
+    Listing listing;
+    int exitStatus = 0;
 };
 
 // One file, from opening it to removing it.
 class FileTask {
   public:
-    FileTask(const Options& options, std::string path, int& exitStatus)
-        : options_(options), path_(std::move(path)), exitStatus_(exitStatus) {}
+    FileTask(Course& course, std::string path)
+        : course_(course), options_(course.options), path_(std::move(path)) {}
 
     void run();
 
@@ -64,36 +60,51 @@ class FileTask {
     }
 
     void process();
+    void findInput();
     int openInput();
     void refuseInput() const;
     void refuseTerminal() const;
     std::string outputName() const;
-    std::string finalName() const;
+    std::string besideInput(const std::string& stored, const std::string& other) const;
     void askBeforeReplacing(const std::string& name);
+    bool writesDevice() const;
     void writeFile(ByteSource& source);
+    void writeElsewhere(ByteSource& source);
     void code(ByteSource& source, ByteSink& sink);
     void compress(ByteSource& source, ByteSink& sink);
     void restore(ByteSource& source, ByteSink& sink);
-    void report(uint64_t plain, uint64_t packed, const std::string& output) const;
+    void restoreForeign(ByteSource& source, ByteSink& sink) const;
+    void report(const ByteSource& source, const ByteSink& sink, const std::string& output);
+    void list(uint64_t plain, uint64_t packed);
+    void note(const std::string& text, bool always);
+    void raiseStatus(int status);
     void warn(const std::string& text);
 
+    Course& course_;
     const Options& options_;
     std::string path_;
-    int& exitStatus_;
     struct stat input_ {};
     bool replace_ = false;
-    GzipHeader header_;  // of the file restored
+    // Of the file restored.
+    Format format_ = Format::gzip;
+    GzipHeader header_;
+    Ending ending_;
     std::unique_ptr<Progress> progress_;
 };
 
-void say(const std::string& path, const std::string& text) {
-    std::fprintf(stderr, "zeldc: %s: %s\n", path.c_str(), text.c_str());
+void FileTask::note(const std::string& text, bool always) {
+    if (progress_) progress_->clear();
+    if (always || !options_.quiet) say(path_, text);
+}
+
+// An error outweighs a warning.
+void FileTask::raiseStatus(int status) {
+    if (course_.exitStatus != kError) course_.exitStatus = status;
 }
 
 void FileTask::warn(const std::string& text) {
-    if (progress_) progress_->clear();
-    if (!options_.quiet) say(isStdin() ? "standard input" : path_, text);
-    if (exitStatus_ == 0) exitStatus_ = kWarning;
+    note(text, false);
+    raiseStatus(kWarning);
 }
 
 void FileTask::run() {
@@ -101,8 +112,15 @@ void FileTask::run() {
     try {
         process();
         return;
+    } catch (const Conflict& conflict) {
+        note(conflict.what(), true);
+        raiseStatus(kWarning);
+        return;
     } catch (const Refusal& refusal) {
         warn(refusal.what());
+        return;
+    } catch (const PassedOver& reason) {
+        if (!options_.recursive || options_.verbose) note(reason.what(), false);
         return;
     } catch (const Failure& failure) {
         error = failure.what();
@@ -111,53 +129,62 @@ void FileTask::run() {
     } catch (const std::system_error& failure) {  // threads that could not be started
         error = failure.what();
     }
-    if (progress_) progress_->clear();
-    say(isStdin() ? "standard input" : path_, error);
-    exitStatus_ = kError;
+    note(error, true);
+    raiseStatus(kError);
 }
 
 void FileTask::process() {
     const Descriptor input(openInput());
+    if (fstat(input.get(), &input_) != 0) failWithErrno("cannot read");
+    if (S_ISDIR(input_.st_mode)) refuseInput();  // behind a link
     refuseTerminal();
-    const bool regular = S_ISREG(input_.st_mode);
-    progress_ = std::make_unique<Progress>(isStdin() ? "stdin" : baseName(path_),
-                                           regular ? static_cast<uint64_t>(input_.st_size) : 0,
+    progress_ = std::make_unique<Progress>(isStdin() ? "stdin" : baseName(path_), sizeOf(input_),
                                            !options_.quiet);
     ByteSource source(input.get(), *progress_);
-    if (writesFile()) {
+    if (writesFile() && !writesDevice()) {
         writeFile(source);
-        return;
+    } else {
+        writeElsewhere(source);
     }
-    const bool discards = options_.action == Action::test || options_.action == Action::list;
-    ByteSink sink(discards ? ByteSink::kNowhere : STDOUT_FILENO);
-    code(source, sink);
-    const bool compresses = options_.action == Action::compress;
-    report(compresses ? source.offset() : sink.count(), compresses ? sink.count() : source.offset(),
-           "");
 }
 
 int FileTask::openInput() {
-    if (isStdin()) {
-        if (fstat(STDIN_FILENO, &input_) != 0) failWithErrno("cannot read");
-        return STDIN_FILENO;
+    if (!isStdin()) {
+        findInput();
+        refuseInput();
     }
-    if (lstat(path_.c_str(), &input_) != 0) failWithErrno("cannot open");
-    refuseInput();
-    const int descriptor = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    if (descriptor < 0) failWithErrno("cannot open");
-    if (fstat(descriptor, &input_) != 0) failWithErrno("cannot read");
-    return descriptor;
+    return openForReading(path_);
 }
 
-// What would be lost if the file were replaced by its compressed form, or cannot be. It is only
-// read where the output goes elsewhere.
+// A compressed file may go without its suffix on the command line.
+void FileTask::findInput() {
+    if (lstat(path_.c_str(), &input_) == 0) return;
+    const int error = errno;
+    if (options_.action != Action::compress && error == ENOENT) {
+        for (const std::string& name : namesWithSuffix(path_, options_.format)) {
+            if (lstat(name.c_str(), &input_) != 0) continue;
+            path_ = name;
+            return;
+        }
+    }
+    errno = error;
+    failWithErrno("cannot open");
+}
+
+// What would be lost if the file were replaced by its compressed form, or cannot be. Where the
+// output goes elsewhere any file is only read.
 void FileTask::refuseInput() const {
     if (S_ISDIR(input_.st_mode)) throw Refusal("is a directory -- ignored");
-    if (!removesInput() || options_.force) return;
+    // Trees hold files of all kinds.
+    if (options_.recursive && options_.action != Action::compress &&
+        restoredName(path_, options_.format).empty()) {
+        throw PassedOver(kUnknownSuffix);
+    }
+    if (!writesFile() || !options_.output.empty() || options_.force) return;
     if (S_ISLNK(input_.st_mode)) throw Refusal("is a symbolic link -- ignored");
     if (!S_ISREG(input_.st_mode)) throw Refusal("is not a regular file -- ignored");
-    if ((input_.st_mode & (S_ISUID | S_ISGID)) != 0) {
-        throw Refusal("is set-user-ID or set-group-ID -- ignored");
+    if ((input_.st_mode & (S_ISUID | S_ISGID | S_ISVTX)) != 0) {
+        throw Refusal("is set-user-ID, set-group-ID or sticky -- ignored");
     }
     if (input_.st_nlink > 1) throw Refusal("has other links -- unchanged");
 }
@@ -176,22 +203,23 @@ void FileTask::refuseTerminal() const {
 std::string FileTask::outputName() const {
     if (!options_.output.empty()) return options_.output;
     const bool compresses = options_.action == Action::compress;
+    const std::string suffix = suffixOf(options_.format);
     std::string name =
         compresses ? compressedName(path_, options_.format) : restoredName(path_, options_.format);
     if (!name.empty()) return name;
-    if (!compresses) throw Refusal("unknown suffix -- ignored");
-    throw Refusal(std::string("already has a ") + suffixOf(options_.format) +
-                  " suffix -- unchanged");
+    if (compresses) {
+        // gzip compresses once more what -f is given for, bzip2 does not.
+        if (options_.force && options_.format == Format::gzip) return path_ + suffix;
+        throw PassedOver("already has a " + suffix + " suffix -- unchanged");
+    }
+    throw Refusal(kUnknownSuffix);
 }
 
-// The name that the header tells, where it is wanted, in the directory of the input.
-std::string FileTask::finalName() const {
-    const std::string stored = baseName(header_.name);
-    if (!options_.name || options_.noName || !options_.output.empty() || stored.empty() ||
-        stored == "." || stored == "..") {
-        return outputName();
-    }
-    return path_.substr(0, path_.size() - baseName(path_).size()) + stored;
+// The name that the header tells, in the directory of the input; the other one if it tells none.
+std::string FileTask::besideInput(const std::string& stored, const std::string& other) const {
+    const std::string name = baseName(stored);
+    if (name.empty() || name == "." || name == "..") return other;
+    return path_.substr(0, path_.size() - baseName(path_).size()) + name;
 }
 
 void FileTask::askBeforeReplacing(const std::string& name) {
@@ -202,26 +230,27 @@ void FileTask::askBeforeReplacing(const std::string& name) {
     }
     if (replace_) return;
     if (!isStdin() && !options_.quiet && isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "zeldc: %s already exists; overwrite (y or n)? ", name.c_str());
-        char answer[16] = "";
-        replace_ = std::fgets(answer, sizeof answer, stdin) != nullptr &&
-                   (answer[0] == 'y' || answer[0] == 'Y');
+        std::fprintf(stderr, "zeldc: %s already exists; overwrite (y or n)? ",
+                     printable(name).c_str());
+        std::string answer;
+        std::getline(std::cin, answer);
+        replace_ = answer.starts_with('y') || answer.starts_with('Y');
         if (replace_) return;
     }
-    throw Refusal(name + " already exists; not overwritten");
+    throw Conflict(name + " already exists; not overwritten");
 }
 
 void FileTask::writeFile(ByteSource& source) {
     replace_ = options_.force;
     std::string name = outputName();
-    const bool storedName = options_.action == Action::restore && options_.name;
+    const bool storedName = options_.action == Action::restore && options_.name && !options_.noName;
     if (!storedName) askBeforeReplacing(name);
     OutputFile output(name);
     ByteSink sink(output.descriptor());
     code(source, sink);
     progress_->clear();
     if (storedName) {
-        name = finalName();
+        if (options_.output.empty()) name = besideInput(header_.name, name);
         askBeforeReplacing(name);
     }
     if (S_ISREG(input_.st_mode)) {
@@ -233,9 +262,26 @@ void FileTask::writeFile(ByteSource& source) {
     if (removesInput()) output.sync();
     output.commit(name, replace_);
     if (removesInput() && unlink(path_.c_str()) != 0) failWithErrno("cannot be removed");
-    const bool compresses = options_.action == Action::compress;
-    report(compresses ? source.offset() : sink.count(), compresses ? sink.count() : source.offset(),
-           name);
+    report(source, sink, name);
+}
+
+// Where there is no file to replace: a terminal, a pipe, /dev/null.
+bool FileTask::writesDevice() const {
+    struct stat present {};
+    return !options_.output.empty() && stat(options_.output.c_str(), &present) == 0 &&
+           !S_ISREG(present.st_mode) && !S_ISDIR(present.st_mode);
+}
+
+// To standard output, to a device, or to nowhere.
+void FileTask::writeElsewhere(ByteSource& source) {
+    const bool discards = options_.action == Action::test || options_.action == Action::list;
+    const bool opens = writesFile();
+    const Descriptor device(opens ? open(options_.output.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY)
+                                  : STDOUT_FILENO);
+    if (device.get() < 0) failWithErrno("cannot open " + options_.output);
+    ByteSink sink(discards ? ByteSink::kNowhere : device.get());
+    code(source, sink);
+    report(source, sink, opens ? options_.output : "");
 }
 
 void FileTask::code(ByteSource& source, ByteSink& sink) {
@@ -263,57 +309,80 @@ void FileTask::compress(ByteSource& source, ByteSink& sink) {
 }
 
 void FileTask::restore(ByteSource& source, ByteSink& sink) {
-    Format format = options_.format;
-    if (format == Format::recognise) {
-        format = bzip2MagicIsNext(source) ? Format::bzip2 : Format::gzip;
-        if (format == Format::gzip && !gzipMagicIsNext(source)) {
-            throw Failure("offset 0: neither in gzip nor in bzip2 format");
+    const bool gzip = options_.format != Format::bzip2 && gzipMagicIsNext(source);
+    const bool bzip2 = options_.format != Format::gzip && bzip2MagicIsNext(source);
+    if (!gzip && !bzip2) {
+        restoreForeign(source, sink);
+        return;
+    }
+    format_ = bzip2 ? Format::bzip2 : Format::gzip;
+    ending_ = bzip2 ? restoreBzip2(source, sink, options_) : restoreGzip(source, sink, header_);
+    if (ending_.garbage) warn("trailing garbage ignored");
+}
+
+// With -f, standard output shows any file, restored or as it is.
+void FileTask::restoreForeign(ByteSource& source, ByteSink& sink) const {
+    if (options_.action == Action::restore && options_.force && toStdout()) {
+        while (source.ensure(1)) {
+            sink.write(source.next(), source.left());
+            source.consume(source.left());
         }
+        return;
     }
-    const Ending ending = format == Format::bzip2 ? restoreBzip2(source, sink, options_)
-                                                  : restoreGzip(source, sink, header_);
-    if (ending.garbage) warn("trailing garbage ignored");
+    if (!source.ensure(1)) failAt(0, "unexpected end of file");
+    failAt(0, options_.format == Format::gzip    ? "not in gzip format"
+              : options_.format == Format::bzip2 ? "not in bzip2 format"
+                                                 : "neither in gzip nor in bzip2 format");
 }
 
-void FileTask::report(uint64_t plain, uint64_t packed, const std::string& output) const {
+void FileTask::report(const ByteSource& source, const ByteSink& sink, const std::string& output) {
+    const bool compresses = options_.action == Action::compress;
+    const uint64_t plain = compresses ? source.offset() : sink.count();
+    const uint64_t packed = compresses ? sink.count() : source.offset();
     progress_->clear();
-    const double saved =
-        plain == 0 ? 0 : 100.0 * (1.0 - static_cast<double>(packed) / static_cast<double>(plain));
     if (options_.action == Action::list) {
-        const std::string name = restoredName(path_, options_.format);
-        std::printf("%19llu %19llu %5.1f%% %s\n", static_cast<unsigned long long>(packed),
-                    static_cast<unsigned long long>(plain), saved,
-                    isStdin()      ? "stdout"
-                    : name.empty() ? path_.c_str()
-                                   : name.c_str());
-    } else if (options_.verbose && !options_.quiet) {
-        const char* verb = removesInput() ? " -- replaced with " : " -- created ";
-        const std::string result = options_.action == Action::test ? " OK"
-                                   : output.empty()                ? ""
-                                                                   : verb + output;
-        std::fprintf(stderr, "%s:\t%5.1f%%%s\n", path_.c_str(), saved, result.c_str());
+        list(plain, packed);
+        return;
     }
+    if (!options_.verbose || options_.quiet) return;
+    const std::string name = printable(path_);
+    if (options_.action == Action::test) {
+        std::fprintf(stderr, "%s:\t OK\n", name.c_str());
+        return;
+    }
+    const char* verb = removesInput() ? " -- replaced with " : " -- created ";
+    std::fprintf(stderr, "%s:\t%5.1f%%%s\n", name.c_str(), percentSaved(plain, packed),
+                 output.empty() ? "" : (verb + printable(output)).c_str());
 }
 
-void processDirectory(const Options& options, const std::string& path, int& exitStatus);
+void FileTask::list(uint64_t plain, uint64_t packed) {
+    const bool hasTime = format_ == Format::gzip && header_.time != 0;
+    std::string name = restoredName(path_, options_.format);
+    if (name.empty()) name = isStdin() ? "stdout" : path_;
+    if (options_.name) name = besideInput(header_.name, name);
+    course_.listing.add({packed, plain, name, format_, ending_.crc,
+                         hasTime ? int64_t{header_.time} : static_cast<int64_t>(input_.st_mtime)});
+}
 
-void processPath(const Options& options, const std::string& path, int& exitStatus) {
+void processDirectory(Course& course, const std::string& path);
+
+void processPath(Course& course, const std::string& path) {
     struct stat info {};
-    if (options.recursive && path != "-" && lstat(path.c_str(), &info) == 0 &&
+    if (course.options.recursive && path != "-" && lstat(path.c_str(), &info) == 0 &&
         S_ISDIR(info.st_mode)) {
-        processDirectory(options, path, exitStatus);
+        processDirectory(course, path);
     } else {
-        FileTask(options, path, exitStatus).run();
+        FileTask(course, path).run();
     }
 }
 
 // The names are read before any file is touched, so that the outputs are not met as inputs.
-void processDirectory(const Options& options, const std::string& path, int& exitStatus) {
+void processDirectory(Course& course, const std::string& path) {
     std::vector<std::string> names;
     DIR* directory = opendir(path.c_str());
     if (directory == nullptr) {
         say(path, std::string("cannot open: ") + std::strerror(errno));
-        exitStatus = kError;
+        course.exitStatus = kError;
         return;
     }
     while (const dirent* entry = readdir(directory)) {
@@ -324,21 +393,19 @@ void processDirectory(const Options& options, const std::string& path, int& exit
     std::sort(names.begin(), names.end());
     const std::string prefix = path.ends_with('/') ? path : path + "/";
     for (const std::string& name : names)
-        processPath(options, prefix + name, exitStatus);
+        processPath(course, prefix + name);
 }
 
 }  // namespace
 
 int processFiles(const Options& options) {
     installSignalHandlers();
-    int exitStatus = 0;
-    if (options.action == Action::list && !options.quiet) {
-        std::printf("%19s %19s %6s %s\n", "compressed", "uncompressed", "ratio", "name");
-    }
-    if (options.files.empty()) processPath(options, "-", exitStatus);
+    Course course{options, Listing(options)};
+    if (options.files.empty()) processPath(course, "-");
     for (const std::string& path : options.files)
-        processPath(options, path, exitStatus);
-    return exitStatus;
+        processPath(course, path);
+    course.listing.finish();
+    return course.exitStatus;
 }
 
 }  // namespace tool

@@ -92,15 +92,18 @@ bool skipPadding(ByteSource& source) {
 Ending restoreGzip(ByteSource& source, ByteSink& sink, GzipHeader& first) {
     if (!gzipMagicIsNext(source)) failAt(source.offset(), "not in gzip format");
     DeflateDecoder decoder;
+    Ending ending;
     for (bool isFirst = true;; isFirst = false) {
         const GzipHeader header = readGzipHeader(source);
         if (isFirst) first = header;
-        checkTrailer(source, decoder.decode(source, sink));
+        const Restored restored = decoder.decode(source, sink);
+        checkTrailer(source, restored);
+        ending.crc = restored.crc;
         // Members follow each other directly, or after padding; anything else is none of ours.
         if (!gzipMagicIsNext(source) && skipPadding(source)) {
-            if (!gzipMagicIsNext(source)) return {.garbage = true};
+            ending.garbage = !gzipMagicIsNext(source);
         }
-        if (!source.ensure(1)) return {};
+        if (ending.garbage || !source.ensure(1)) return ending;
     }
 }
 

@@ -11,6 +11,7 @@ namespace tool {
 // What a reader has to say about a file that it restored without error.
 struct Ending {
     bool garbage = false;  // something that is no compressed data follows, and was left alone
+    uint32_t crc = 0;      // of the last member or stream, as the format has it
 };
 
 void compressGzip(ByteSource& source, ByteSink& sink, const GzipHeader& header,

@@ -130,7 +130,7 @@ void OutputFile::commit(const std::string& path, bool replace) {
             result != 0 && (errno == EINVAL || errno == ENOSYS) && access(path.c_str(), F_OK) != 0;
     }
     if (replace) result = rename(temporary_.c_str(), path.c_str());
-    if (result != 0 && errno == EEXIST) throw Refusal(path + " already exists; not overwritten");
+    if (result != 0 && errno == EEXIST) throw Conflict(path + " already exists; not overwritten");
     if (result != 0) failWithErrno("cannot name the output " + path);
     temporary_.clear();
     namePending = 0;
