@@ -6,7 +6,7 @@
 #include <cpuid.h>
 
 // Sanitizer runtimes are not up yet when resolvers run.
-#define ZELDC_NO_SANITIZE __attribute__((no_sanitize("address", "undefined")))
+#define ZELDC_NO_SANITIZE __attribute__((no_sanitize("address", "thread", "undefined")))
 
 namespace zeldc::cpu {
 
