@@ -16,7 +16,7 @@
 namespace tool {
 namespace {
 
-constexpr int kFatalSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+constexpr int kFatalSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGQUIT, SIGXCPU};
 
 // What the signal handler removes: one output exists at a time.
 char pendingName[PATH_MAX];
