@@ -20,9 +20,7 @@ cmake -S "$here" -B "$stage/build" -DCMAKE_PREFIX_PATH="$stage/usr" \
 cmake --build "$stage/build" > /dev/null
 "$stage/build/consumer"
 
-# The file names the configured prefix; the stage is elsewhere.
-flags=$(PKG_CONFIG_PATH="$stage/usr/$libdir/pkgconfig" \
-    pkg-config --define-variable=prefix="$stage/usr" --cflags --libs zeldc)
+flags=$(PKG_CONFIG_PATH="$stage/usr/$libdir/pkgconfig" pkg-config --cflags --libs zeldc)
 # shellcheck disable=SC2086  # flags are words
 "$compiler" "$@" -std=c99 -pedantic-errors -Wall -Wextra -Werror "$here/consumer.c" $flags \
     -o "$stage/consumer"
