@@ -3,19 +3,17 @@ source "$(dirname "$0")/support.sh"
 
 # crossRestore FILE LEVELS-OF-GZIP LEVELS-OF-BZIP2
 crossRestore() {
-    local file=$1 level
-    for level in $2; do
-        "$tool" gzip "-$level" -c "$file" > made.gz || fail "gzip -$level $file"
-        gzip -dc made.gz | cmp -s - "$file" || fail "gzip restores -$level of $file"
-        "$tool" gunzip -c made.gz | cmp -s - "$file" || fail "own gunzip restores -$level of $file"
+    local file=$1 level make levels
+    for make in gzip bzip2; do
+        [ $make = gzip ] && levels=$2 || levels=$3
+        for level in $levels; do
+            "$tool" $make "-$level" -c "$file" > made || fail "$make -$level $file"
+            $make -dc < made | cmp -s - "$file" || fail "$make restores -$level of $file"
+            "$tool" $make -dc < made | cmp -s - "$file" || fail "own $make restores -$level of $file"
+        done
+        [ -z "$levels" ] || $make -c "$file" | "$tool" decompress | cmp -s - "$file" ||
+            fail "restores $file of $make"
     done
-    for level in $3; do
-        "$tool" bzip2 "-$level" -c "$file" > made.bz2 || fail "bzip2 -$level $file"
-        bzip2 -dc made.bz2 | cmp -s - "$file" || fail "bzip2 restores -$level of $file"
-        "$tool" bunzip2 -c made.bz2 | cmp -s - "$file" || fail "own bunzip2 restores -$level of $file"
-    done
-    [ -z "$2" ] || gzip -c "$file" | "$tool" gunzip | cmp -s - "$file" || fail "gunzip restores $file of gzip"
-    [ -z "$3" ] || bzip2 -c "$file" | "$tool" decompress | cmp -s - "$file" || fail "restores $file of bzip2"
 }
 
 text 2200000 > text

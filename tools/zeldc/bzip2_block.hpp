@@ -12,6 +12,24 @@
 
 namespace tool::bzip2 {
 
+// Memory for a state, as large as the library asks for, and the state in it.
+inline std::vector<uint8_t> memoryOf(ZelStatus (*getSize)(int32_t*)) {
+    int32_t size = 0;
+    getSize(&size);
+    return std::vector<uint8_t>(static_cast<size_t>(size));
+}
+
+inline std::vector<uint8_t> memoryOf(ZelStatus (*getSize)(int32_t, int32_t*), int32_t len) {
+    int32_t size = 0;
+    getSize(len, &size);
+    return std::vector<uint8_t>(static_cast<size_t>(size));
+}
+
+template <class State>
+State* stateIn(std::vector<uint8_t>& memory) {
+    return reinterpret_cast<State*>(memory.data());
+}
+
 // Bits from the most significant one of the first byte on.
 struct CodedBits {
     std::vector<uint8_t> bytes;

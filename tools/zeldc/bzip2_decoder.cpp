@@ -12,23 +12,15 @@ namespace {
 // at a time.
 constexpr size_t kExpandAtOnce = size_t{4} << 20;
 
-template <class State>
-State* stateIn(std::vector<uint8_t>& memory) {
-    return reinterpret_cast<State*>(memory.data());
-}
-
 }  // namespace
 
-BlockDecoder::BlockDecoder() : rows_(kMaxBlock), symbols_(size_t{kMaxBlock} + 1) {
-    int32_t work = 0, huffman = 0, mtf = 0;
-    zelsBWTInvGetSize_8u(kMaxBlock, &work);
-    // Room for the longest description that a hostile file can have.
-    zelsDecodeHuffGetSize_BZ2_8u16u(kMaxSelected, &huffman);
-    zelsMTFGetSize_8u(&mtf);
-    work_.resize(static_cast<size_t>(work));
-    huffman_.resize(static_cast<size_t>(huffman));
-    mtf_.resize(static_cast<size_t>(mtf));
-}
+// Room for the longest table description that a hostile file can have.
+BlockDecoder::BlockDecoder()
+    : rows_(kMaxBlock),
+      work_(memoryOf(zelsBWTInvGetSize_8u, kMaxBlock)),
+      symbols_(size_t{kMaxBlock} + 1),
+      huffman_(memoryOf(zelsDecodeHuffGetSize_BZ2_8u16u, kMaxSelected)),
+      mtf_(memoryOf(zelsMTFGetSize_8u)) {}
 
 DecodeResult BlockDecoder::damaged(RestoredBlock& block, const char* fault) {
     block.fault = fault;

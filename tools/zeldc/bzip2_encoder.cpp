@@ -8,23 +8,6 @@
 namespace tool::bzip2 {
 namespace {
 
-template <class State>
-State* stateIn(std::vector<uint8_t>& memory) {
-    return reinterpret_cast<State*>(memory.data());
-}
-
-std::vector<uint8_t> memoryOf(ZelStatus (*getSize)(int32_t*)) {
-    int32_t size = 0;
-    getSize(&size);
-    return std::vector<uint8_t>(static_cast<size_t>(size));
-}
-
-std::vector<uint8_t> memoryOf(ZelStatus (*getSize)(int32_t, int32_t*), int32_t len) {
-    int32_t size = 0;
-    getSize(len, &size);
-    return std::vector<uint8_t>(static_cast<size_t>(size));
-}
-
 void check(ZelStatus status) {
     if (status != zelStsOk) {
         throw Failure("the encoder failed with status " + std::to_string(status));
