@@ -4,6 +4,7 @@
 #include <set>
 
 #include "support/guarded_buffer.hpp"
+#include "support/no_memory.hpp"
 #include "support/shapes.hpp"
 #include "zeldc.h"
 
@@ -285,10 +286,8 @@ TEST(RleBz2, LifeAndArguments) {
     zelsRLEFree_BZ2_8u(state);
     zelsRLEFree_BZ2_8u(nullptr);
 
-    auto* const hook = i_malloc;
-    i_malloc = [](size_t) -> void* { return nullptr; };
+    const support::NoMemory noMemory;
     EXPECT_EQ(zelsEncodeRLEInitAlloc_BZ2_8u(&state), zelStsNullPointer);
-    i_malloc = hook;
     EXPECT_EQ(state, nullptr);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "support/guarded_buffer.hpp"
+#include "support/no_memory.hpp"
 #include "support/shapes.hpp"
 #include "zeldc.h"
 
@@ -665,11 +666,9 @@ TEST(ByteHuffman, InitAllocStoresBeforeItInitialises) {
     EXPECT_EQ(zelsDecodeHuffInitAlloc_8u(none.data(), &state), zelStsOk);
     zelsHuffFree_8u(state);
 
-    auto* const saved = i_malloc;
-    i_malloc = [](size_t) -> void* { return nullptr; };
+    const support::NoMemory noMemory;
     EXPECT_EQ(zelsEncodeHuffInitAlloc_8u(none.data(), &state), zelStsNullPointer);
     EXPECT_EQ(state, nullptr);
-    i_malloc = saved;
 }
 
 }  // namespace

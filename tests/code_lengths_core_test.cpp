@@ -3,31 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
-#include <queue>
 #include <vector>
 
+#include "support/huffman_cost.hpp"
 #include "support/shapes.hpp"
 
 namespace {
 
 using Words = std::vector<uint32_t>;
-
-// The cost of an optimal code: the sum of all inner nodes.
-uint64_t optimalCost(const Words& weights) {
-    std::priority_queue<uint64_t, std::vector<uint64_t>, std::greater<>> queue(weights.begin(),
-                                                                               weights.end());
-    uint64_t cost = 0;
-    while (queue.size() > 1) {
-        uint64_t sum = queue.top();
-        queue.pop();
-        sum += queue.top();
-        queue.pop();
-        queue.push(sum);
-        cost += sum;
-    }
-    return cost;
-}
 
 uint64_t costOf(const Words& weights, const Words& lengths) {
     uint64_t cost = 0;
@@ -73,7 +56,7 @@ TEST(CodeLengths, TreesAreOptimalAndComplete) {
         zeldc::huffmanDepths(lengths.data(), static_cast<int32_t>(lengths.size()));
         EXPECT_TRUE(std::is_sorted(lengths.rbegin(), lengths.rend()));
         ASSERT_EQ(kraftSum(lengths), uint64_t{1} << 45);
-        ASSERT_EQ(costOf(weights, lengths), optimalCost(weights));
+        ASSERT_EQ(costOf(weights, lengths), support::optimalCost(weights));
     }
     Words single = {9};
     zeldc::huffmanDepths(single.data(), 1);

@@ -8,6 +8,7 @@
 #include "support/decoder_calls.hpp"
 #include "support/deflate_streams.hpp"
 #include "support/inflater.hpp"
+#include "support/no_memory.hpp"
 #include "zeldc.h"
 
 namespace {
@@ -30,10 +31,8 @@ TEST(DeflateDecodeState, SizeAndAllocation) {
 
     auto* const before = reinterpret_cast<Lz77DecodeState*>(&size);
     Lz77DecodeState* unwritten = before;
-    auto* const hook = i_malloc;
-    i_malloc = [](size_t) -> void* { return nullptr; };
+    const support::NoMemory noMemory;
     EXPECT_EQ(zelsDecodeLZ77InitAlloc_8u(1, &unwritten), zelStsNoMemory);
-    i_malloc = hook;
     EXPECT_EQ(unwritten, before);
 }
 

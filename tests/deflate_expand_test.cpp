@@ -113,40 +113,33 @@ struct SplitResult {
     uint32_t control;
 };
 
-// The look-up of the split tables, for bits that start with a code.
-SplitResult lookUpLitLen(const uint8_t* area, uint32_t bits) {
-    uint32_t index = bits & 1023;
-    const uint32_t count = area[1536 + index] & 15U;
-    if (count > 10) {
-        const uint32_t rest = bits >> 10 & ((1U << (count - 10)) - 1);
-        uint32_t reversed = 0;
-        for (uint32_t i = 0; i < 5; ++i)
-            reversed |= (rest >> i & 1) << (4 - i);
-        index = 1024 + 2 * area[index] + (reversed >> (15 - count));
-    }
-    return {area[index], area[1536 + index]};
-}
-SplitResult lookUpDistance(const uint8_t* area, uint32_t bits) {
-    const auto value = [&](uint32_t i) {
-        return static_cast<uint32_t>(area[3072 + 2 * i] | area[3073 + 2 * i] << 8);
-    };
-    uint32_t index = bits & 1023;
-    const uint32_t count = area[5632 + index] & 15U;
-    if (count > 10) {
-        const uint32_t rest = bits >> 10 & ((1U << (count - 10)) - 1);
-        uint32_t reversed = 0;
-        for (uint32_t i = 0; i < 5; ++i)
-            reversed |= (rest >> i & 1) << (4 - i);
-        index = 1024 + value(index) + (reversed >> (15 - count));
-    }
-    return {value(index), area[5632 + index]};
-}
-
 uint32_t reversed(uint32_t code, int length) {
     uint32_t result = 0;
     for (int i = 0; i < length; ++i)
         result |= (code >> i & 1) << (length - 1 - i);
     return result;
+}
+
+// The look-up of the split tables, for bits that start with a code: where its value and control
+// lie. Codes of more than ten bits link from the first 1,024 places to those behind.
+template <class Link>
+uint32_t lookUp(const uint8_t* controls, uint32_t bits, Link link) {
+    const uint32_t index = bits & 1023;
+    const uint32_t count = controls[index] & 15U;
+    if (count <= 10) return index;
+    const uint32_t rest = bits >> 10 & ((1U << (count - 10)) - 1);
+    return 1024 + link(index) + (reversed(rest, 5) >> (15 - count));
+}
+SplitResult lookUpLitLen(const uint8_t* area, uint32_t bits) {
+    const uint32_t place = lookUp(area + 1536, bits, [&](uint32_t i) { return 2U * area[i]; });
+    return {area[place], area[1536 + place]};
+}
+SplitResult lookUpDistance(const uint8_t* area, uint32_t bits) {
+    const auto value = [&](uint32_t i) {
+        return static_cast<uint32_t>(area[3072 + 2 * i] | area[3073 + 2 * i] << 8);
+    };
+    const uint32_t place = lookUp(area + 5632, bits, value);
+    return {value(place), area[5632 + place]};
 }
 
 // Value, and control without the bits to consume.

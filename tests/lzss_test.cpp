@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "support/guarded_buffer.hpp"
+#include "support/no_memory.hpp"
 #include "support/shapes.hpp"
 #include "support/split_driver.hpp"
 #include "zeldc.h"
@@ -404,12 +405,10 @@ TEST(Lzss, InitAlloc) {
         EXPECT_EQ(operation(&state), zelStsOk);
         ASSERT_NE(state, nullptr);
         zelsLZSSFree_8u(state);
-        auto* const saved = i_malloc;
-        i_malloc = [](size_t) -> void* { return nullptr; };
+        const support::NoMemory noMemory;
         LzssState* const before = state;
         EXPECT_EQ(operation(&state), zelStsNoMemory);
         EXPECT_EQ(state, before);
-        i_malloc = saved;
     }
     zelsLZSSFree_8u(nullptr);
 }

@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "support/guarded_buffer.hpp"
+#include "support/no_memory.hpp"
 #include "support/shapes.hpp"
 #include "zeldc.h"
 
@@ -206,10 +207,8 @@ TEST(Mtf, LifeOfAState) {
     zelsMTFFree_8u(state);
     zelsMTFFree_8u(nullptr);
 
-    auto* const hook = i_malloc;
-    i_malloc = [](size_t) -> void* { return nullptr; };
+    const support::NoMemory noMemory;
     EXPECT_EQ(zelsMTFInitAlloc_8u(&state), zelStsNoMemory);
-    i_malloc = hook;
     EXPECT_EQ(state, nullptr);
 }
 

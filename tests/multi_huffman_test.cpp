@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <numeric>
-#include <queue>
 
 #include "support/bz2_model.hpp"
 #include "support/bz2_symbols.hpp"
 #include "support/guarded_buffer.hpp"
+#include "support/huffman_cost.hpp"
 #include "support/shapes.hpp"
 #include "zeldc.h"
 
@@ -237,21 +236,6 @@ Paired decodePaired(const Bytes& stream, int32_t alphaSize, int32_t capacity = 4
     return decodePaired(stream, alphaSize, capacity, all, [] { return size_t{1} << 15; });
 }
 
-uint64_t optimalCost(const std::vector<uint64_t>& weights) {
-    std::priority_queue<uint64_t, std::vector<uint64_t>, std::greater<>> queue(weights.begin(),
-                                                                               weights.end());
-    uint64_t cost = 0;
-    while (queue.size() > 1) {
-        uint64_t sum = queue.top();
-        queue.pop();
-        sum += queue.top();
-        queue.pop();
-        queue.push(sum);
-        cost += sum;
-    }
-    return cost;
-}
-
 // Each table must be a complete code of at most 17 bits, and unless it had to be shortened the best
 // one for the groups that selected it, where absent symbols weigh 1.
 void checkTables(const SymbolBlock& block, const Bytes& stream, int& shortened) {
@@ -276,9 +260,9 @@ void checkTables(const SymbolBlock& block, const Bytes& stream, int& shortened) 
         }
         EXPECT_EQ(kraft, block.alphaSize == 1 ? 1U << 16 : 1U << 17);
         if (block.alphaSize == 1) continue;
-        if (cost == optimalCost(w)) continue;
+        if (cost == support::optimalCost(w)) continue;
         EXPECT_EQ(*std::max_element(lengths.begin(), lengths.end()), 17);
-        EXPECT_LT(static_cast<double>(cost), 1.01 * static_cast<double>(optimalCost(w)));
+        EXPECT_LT(static_cast<double>(cost), 1.01 * static_cast<double>(support::optimalCost(w)));
         ++shortened;
     }
 }

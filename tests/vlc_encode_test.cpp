@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "support/guarded_buffer.hpp"
+#include "support/no_memory.hpp"
 #include "support/vlc_model.hpp"
 
 namespace {
@@ -116,11 +117,9 @@ TEST(VlcEncode, SizesAndRefusals) {
     EXPECT_EQ(zelsVLCEncodeInit_32s(&one, -1, nullptr), zelStsNullPointer);
     EXPECT_EQ(zelsVLCEncodeInitAlloc_32s(&one, 0, nullptr), zelStsNullPointer);
     EXPECT_EQ(zelsVLCEncodeInitAlloc_32s(&one, 0, &spec), zelStsVlcSpecErr);
-    auto* const saved = i_malloc;
-    i_malloc = [](size_t) -> void* { return nullptr; };
+    const support::NoMemory noMemory;
     EXPECT_EQ(zelsVLCEncodeInitAlloc_32s(&one, 1, &spec), zelStsNoMemory);
     EXPECT_EQ(spec, nullptr);
-    i_malloc = saved;
 }
 
 // Memory as the bit writer leaves it, code by code and bit by bit: what follows a code in its word

@@ -2,15 +2,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "expect.h"
 #include "zeldc.h"
-
-#define EXPECT(condition)                                       \
-    do {                                                        \
-        if (!(condition)) {                                     \
-            printf("FAILED at %d: %s\n", __LINE__, #condition); \
-            return 1;                                           \
-        }                                                       \
-    } while (0)
 
 int main(void) {
     const ZelLibraryVersion* version = zeldcGetLibVersion();

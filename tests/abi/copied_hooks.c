@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "expect.h"
 #include "zeldc.h"
 
 static size_t askedFor;
@@ -42,14 +43,6 @@ static void rememberingFree(void* ptr) {
     returned = ptr;
     free((char*)ptr - 1);
 }
-
-#define EXPECT(condition)                                       \
-    do {                                                        \
-        if (!(condition)) {                                     \
-            printf("FAILED at %d: %s\n", __LINE__, #condition); \
-            return 1;                                           \
-        }                                                       \
-    } while (0)
 
 int main(void) {
     int32_t len;
