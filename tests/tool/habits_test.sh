@@ -86,6 +86,25 @@ expect 0 "$tool" gzip -f d/a
 expect 1 "$tool" gzip -f -o d/a.gz d/a.gz
 said 'same file'
 
+fresh a
+echo mine > d/target
+ln -s target d/link
+expect 0 "$tool" gzip -f -o d/link d/a
+[ -L d/link ] || fail 'the link of an output has been replaced'
+gzip -dc d/target | cmp -s - plain || fail 'output through a link'
+
+# Closed standard files: no other file takes their place.
+fresh
+gzip -c plain > d/a.gz
+echo garbage >> d/a.gz
+(exec "$tool" gunzip -v d/a.gz >&- 2>&-)
+only d a
+same d/a plain 'without standard files'
+expect 1 "$tool" gzip -c d/a >&-
+said 'cannot write'
+expect 1 "$tool" gzip <&- > /dev/null
+said 'cannot read'
+
 # Kinds of inputs that are passed over.
 fresh a b
 ln d/b d/b2

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -200,8 +202,16 @@ void FileTask::refuseTerminal() const {
     }
 }
 
+// Where a link leads: its target is replaced, not the link (which may be /dev/stdout).
+std::string targetOf(const std::string& path) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return path;
+    char target[PATH_MAX];
+    return realpath(path.c_str(), target) != nullptr ? target : path;
+}
+
 std::string FileTask::outputName() const {
-    if (!options_.output.empty()) return options_.output;
+    if (!options_.output.empty()) return targetOf(options_.output);
     const bool compresses = options_.action == Action::compress;
     const std::string suffix = suffixOf(options_.format);
     std::string name =

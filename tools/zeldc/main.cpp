@@ -1,4 +1,7 @@
 // The zeldc command: subcommands are registered by the files that implement them.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -21,6 +24,16 @@ std::vector<std::string> argumentsOf(int argc, char** argv) {
         arguments.push_back(listLike ? "./" + argument : argument);
     }
     return arguments;
+}
+
+// A file opened in the place of a closed standard one would be taken for it, and messages written
+// into an output. What stands in refuses to be read or written.
+void occupyStandardDescriptors() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) < 0) {
+            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
 }
 
 void describe(CLI::App& app) {
@@ -61,6 +74,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardDescriptors();
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {
