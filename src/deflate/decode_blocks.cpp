@@ -59,8 +59,8 @@ Found find(const U32* table, int32_t indexBits, uint64_t bitBuf, int32_t bitsBef
 }
 
 // Reads one symbol with all that belongs to it, without consuming it.
-template <class Code, class Tables>
-Symbol peekSymbol(const Tables& tables, const BitSource& bits) {
+template <class Code>
+Symbol peekSymbol(const TablesOf<Code>& tables, const BitSource& bits) {
     const Found first = find(tables.litLen, Code::kLitLenBits, bits.peek(), 0);
     if (first.bits > bits.count()) return {Unit::cut, 0, 0, 0};
     if (isLiteral(first.entry)) return {Unit::literal, payload(first.entry) & 0xFF, 0, first.bits};
@@ -114,15 +114,14 @@ bool hasMargins(const BitSource& bits, const Output& out) {
     return bits.srcLeft() >= kSrcToEnter && out.end() - out.next() >= KernelFor<Output>::kMargin;
 }
 
-template <class Code, class Tables, class Output>
-int32_t runFast(const Tables& tables, BitSource& bits, Output& out) {
+template <class Code, class Output>
+int32_t runFast(const TablesOf<Code>& tables, BitSource& bits, Output& out) {
     KernelIo io{};
     io.srcNext = bits.srcNext();
     io.srcEnd = bits.srcEnd();
     io.dstNext = out.next();
     io.dstEnd = out.end();
-    io.litLen = tables.litLen;
-    io.distances = tables.distance;
+    io.tables = &tables;
     io.bitBuf = static_cast<Word>(bits.peek());
     io.bitCount = bits.count();
     KernelFor<Output>::place(io, out);
@@ -132,8 +131,9 @@ int32_t runFast(const Tables& tables, BitSource& bits, Output& out) {
     return result;
 }
 
-template <class Code, class Tables, class Output>
-ZelStatus decodeBody(const Tables& tables, DecodeProgress& progress, BitSource& bits, Output& out) {
+template <class Code, class Output>
+ZelStatus decodeBody(const TablesOf<Code>& tables, DecodeProgress& progress, BitSource& bits,
+                     Output& out) {
     while (!out.full()) {
         if (hasMargins(bits, out)) {
             bits.handBack();

@@ -40,15 +40,10 @@ int32_t runHotSpot(DecodeState& state, BitSource& bits, const uint8_t* dstStart,
         dstEnd - dstNext < kByteMargin || bits.count() >= kWordBits) {
         return kMarginsUsedUp;
     }
-    KernelIo io{bits.srcNext(),
-                bits.srcEnd(),
-                dstNext,
-                dstEnd,
-                dstStart,
-                state.window + int32_t{state.progress.windowEnd},
-                state.tables.litLen,
-                state.tables.distance,
-                static_cast<Word>(bits.peek()),
+    KernelIo io{bits.srcNext(), bits.srcEnd(),
+                dstNext,        dstEnd,
+                dstStart,       state.window + int32_t{state.progress.windowEnd},
+                &state.tables,  static_cast<Word>(bits.peek()),
                 bits.count()};
     const int32_t result = decodeToBytes<DynamicCode>(io);
     bits.set(io.srcNext, io.bitBuf, io.bitCount);

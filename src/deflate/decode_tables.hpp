@@ -115,6 +115,8 @@ struct BasicTables {
 };
 using Tables = BasicTables<kLitLenEntries, kDistanceEntries>;
 using FixedTables = BasicTables<1 << FixedCode::kLitLenBits, 1 << FixedCode::kDistanceBits>;
+template <class Code>
+using TablesOf = std::conditional_t<std::is_same_v<Code, FixedCode>, FixedTables, Tables>;
 
 // What a symbol's entry is apart from the length of its code, which is added to both counts.
 constexpr Entry litLenResult(int32_t symbol) {

@@ -25,8 +25,7 @@ struct KernelIo {
     const uint8_t* dstEnd;
     const uint8_t* dstStart;   // of this call's output
     const uint8_t* windowEnd;  // what preceded it
-    const U32* litLen;
-    const U32* distances;
+    const void* tables;        // of the kernel's code
     Word bitBuf;
     int32_t bitCount;  // at most kWordBits - 1
 };
@@ -232,8 +231,7 @@ template <class Code, class Sink, class Tier>
 [[gnu::always_inline]] inline int32_t runKernel(KernelIo& io) {
     using Budget = BitBudget<Code>;
     constexpr int32_t kLitLenBits = Code::kLitLenBits;
-    const U32* const litLen = io.litLen;
-    const U32* const distances = io.distances;
+    const auto* const tables = static_cast<const TablesOf<Code>*>(io.tables);
     const uint8_t* const srcLast = io.srcEnd - kSrcMargin;
     const uint8_t* const dstLast = io.dstEnd - Sink::kMargin;
     KernelBits<Tier> bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
@@ -241,26 +239,26 @@ template <class Code, class Sink, class Tier>
     int32_t result = kMarginsUsedUp;
 
     bits.refill();
-    Entry entry = bits.lookUp(litLen, kLitLenBits);
+    Entry entry = bits.lookUp(tables->litLen, kLitLenBits);
     while (bits.srcNext <= srcLast && sink.next() <= dstLast) {
         // Here the buffer is full and holds the whole symbol of `entry`.
         if (isLiteral(entry)) {
             bits.consume(entry);
             sink.literal(entry);
-            entry = bits.lookUp(litLen, kLitLenBits);
+            entry = bits.lookUp(tables->litLen, kLitLenBits);
             if (isLiteral(entry)) {
                 bits.consume(entry);
                 sink.literal(entry);
                 if (!kWideWord) {
                     entry = bits.template next<Budget::leavesLookUp(Budget::kTwoLiterals)>(
-                        litLen, kLitLenBits);
+                        tables->litLen, kLitLenBits);
                     continue;
                 }
-                entry = bits.lookUp(litLen, kLitLenBits);
+                entry = bits.lookUp(tables->litLen, kLitLenBits);
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
-                    entry = bits.template next<true>(litLen, kLitLenBits);
+                    entry = bits.template next<true>(tables->litLen, kLitLenBits);
                     continue;
                 }
             }
@@ -271,8 +269,8 @@ template <class Code, class Sink, class Tier>
             const uint32_t length = wholeLength(entry);
             const uint32_t distance = bits.consumeWhole(entry);
             // The next symbol's entry is on its way while the match is copied.
-            entry = bits.template next < kWideWord ||
-                    Budget::leavesLookUp(Budget::kWhole) > (litLen, kLitLenBits);
+            constexpr bool kLookFirst = kWideWord || Budget::leavesLookUp(Budget::kWhole);
+            entry = bits.template next<kLookFirst>(tables->litLen, kLitLenBits);
             if (sink.match(length, distance)) [[likely]]
                 continue;
             result = static_cast<int32_t>(length << 16 | distance);
@@ -283,13 +281,13 @@ template <class Code, class Sink, class Tier>
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
-                entry = bits.follow(litLen, entry);
+                entry = bits.follow(tables->litLen, entry);
                 symbol = entry + kLitLenBits;
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
                     bits.refill();
-                    entry = bits.lookUp(litLen, kLitLenBits);
+                    entry = bits.lookUp(tables->litLen, kLitLenBits);
                     continue;
                 }
             }
@@ -302,13 +300,13 @@ template <class Code, class Sink, class Tier>
         }
         const uint32_t length = bits.consumeValue(entry);
 
-        entry = bits.template next<true>(distances, Code::kDistanceBits);
+        entry = bits.template next<true>(tables->distance, Code::kDistanceBits);
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
                 symbol += Code::kDistanceBits;
                 if (!kWideWord) bits.refill();
-                entry = bits.follow(distances, entry);
+                entry = bits.follow(tables->distance, entry);
             }
             if (entry & kExceptional) {
                 result = kAtInvalid;
@@ -317,7 +315,8 @@ template <class Code, class Sink, class Tier>
             }
         }
         const uint32_t distance = bits.consumeValue(entry);
-        entry = bits.template next<Budget::leavesLookUp(Budget::kDistance)>(litLen, kLitLenBits);
+        entry = bits.template next<Budget::leavesLookUp(Budget::kDistance)>(tables->litLen,
+                                                                            kLitLenBits);
         if (!sink.match(length, distance)) [[unlikely]] {
             result = static_cast<int32_t>(length << 16 | distance);
             break;
