@@ -85,13 +85,20 @@ constexpr Entry kUnreached = kExceptional | kInvalid | 1 << 8 | 1;
 struct DynamicCode {
     static constexpr int32_t kLitLenBits = 12;
     static constexpr int32_t kDistanceBits = 8;
+    static constexpr int32_t kLongestLitLen = kLongestCode;
+    static constexpr int32_t kLongestDistance = kLongestCode;
     static constexpr bool kHasWholeMatches = true;
+    static constexpr int32_t kCopyUnits = 2;  // of 16 bytes: what most matches end in
 };
 // The fixed code needs no second level, and in a small table no match is whole.
 struct FixedCode {
     static constexpr int32_t kLitLenBits = 9;
     static constexpr int32_t kDistanceBits = 5;
+    static constexpr int32_t kLongestLitLen = kLitLenBits;
+    static constexpr int32_t kLongestDistance = kDistanceBits;
     static constexpr bool kHasWholeMatches = false;
+    // This loop waits longer for its entries, and has the time for one more.
+    static constexpr int32_t kCopyUnits = 3;
 };
 
 // Room for the first levels with their subtables.

@@ -43,15 +43,14 @@ constexpr int32_t kSrcMargin = 16;
 constexpr int32_t kSrcToEnter = kSrcMargin + 8;
 static_assert(3 * 3 + 4 <= kSrcMargin && 7 + 8 <= kSrcMargin);
 // A round puts out at most three literals, or two and a match with its overrun.
-constexpr int32_t kByteMargin = 2 + static_cast<int32_t>(kLongestMatch) + kCopyOverrun;
+constexpr int32_t kByteMargin =
+    2 + static_cast<int32_t>(kLongestMatch) +
+    std::max(copyOverrun(DynamicCode::kCopyUnits), copyOverrun(FixedCode::kCopyUnits));
 constexpr int32_t kPairMargin = 3 * 4;
 
 // Bits in a round. A refill leaves all kWordBits bits of the buffer those of the stream, so that
 // many can be looked at, but only kRefilledBits of them may be consumed before the next one.
 // Literals of a round are consumed as first-level codes; a length or distance may have a subtable.
-constexpr int32_t kLengthBits = kLongestCode + 5;
-constexpr int32_t kDistanceExtraBits = 13;
-constexpr int32_t kDistanceAllBits = kLongestCode + kDistanceExtraBits;
 template <class Code>
 struct BitBudget {
     // Whether the next symbol can be looked up after so many bits, which spares it the wait for the
@@ -60,24 +59,27 @@ struct BitBudget {
         return bits + Code::kLitLenBits <= kWordBits;
     }
 
-    static constexpr int32_t kTwoLiterals = 2 * Code::kLitLenBits;
-    static_assert(leavesLookUp(Code::kLitLenBits) && kTwoLiterals <= kRefilledBits);
-    // Where words are wide, three, or two and a match up to the look for its distance.
-    static_assert(!kWideWord || (kTwoLiterals + Code::kLitLenBits <= kRefilledBits &&
-                                 leavesLookUp(kTwoLiterals + Code::kLitLenBits)));
-    static_assert(!kWideWord || kTwoLiterals + kLengthBits <= kRefilledBits);
-    static_assert(!kWideWord || kTwoLiterals + kLengthBits + Code::kDistanceBits <= kWordBits);
-    static_assert(kLengthBits <= kRefilledBits && kLengthBits + Code::kDistanceBits <= kWordBits);
-    // A whole match, likewise.
-    static constexpr int32_t kWhole = kMostWholeBits;
+    // Two literals; where words are wide three, or two in front of a match.
+    static constexpr int32_t kLiterals = 2 * Code::kLitLenBits;
+    static constexpr int32_t kBefore = kWideWord ? kLiterals : 0;
+    static_assert(leavesLookUp(Code::kLitLenBits) && kLiterals <= kRefilledBits);
+    static_assert(!kWideWord || (kLiterals + Code::kLitLenBits <= kRefilledBits &&
+                                 leavesLookUp(kLiterals + Code::kLitLenBits)));
+
+    static constexpr int32_t kWhole = kBefore + kMostWholeBits;
     static_assert(kWhole <= kRefilledBits);
-    static_assert(!kWideWord ||
-                  (kTwoLiterals + kWhole <= kRefilledBits && leavesLookUp(kTwoLiterals + kWhole)));
-    // A distance after a refill, where words are narrow one more between the levels.
-    static constexpr int32_t kDistance = kWideWord
-                                             ? kDistanceAllBits
-                                             : std::max(Code::kDistanceBits + kDistanceExtraBits,
-                                                        kDistanceAllBits - Code::kDistanceBits);
+
+    // A length and the look for its distance; then the distance, after a refill if it takes one,
+    // and where words are narrow after one more between its levels.
+    static constexpr int32_t kLength = kBefore + Code::kLongestLitLen + 5;
+    static_assert(kLength <= kRefilledBits && kLength + Code::kDistanceBits <= kWordBits);
+    static constexpr int32_t kExtraBits = 13;
+    static constexpr int32_t kAllDistance = Code::kLongestDistance + kExtraBits;
+    static constexpr bool kRefillsForDistance = kLength + kAllDistance > kRefilledBits;
+    static constexpr int32_t kDistance = !kRefillsForDistance ? kLength + kAllDistance
+                                         : kWideWord          ? kAllDistance
+                                                     : std::max(Code::kDistanceBits + kExtraBits,
+                                                                kAllDistance - Code::kDistanceBits);
     static_assert(kDistance <= kRefilledBits);
 };
 
@@ -149,7 +151,7 @@ struct KernelBits {
 };
 
 // Bytes. Once a call's output is as long as the farthest distance, no match begins before it.
-template <bool kReachesHistory>
+template <class Code, bool kReachesHistory>
 class ByteSink {
   public:
     static constexpr int32_t kMargin = kByteMargin;
@@ -171,7 +173,7 @@ class ByteSink {
             const uint8_t* const inHistory = windowEnd_ - back;
             src = back > 0 ? inHistory : src;
         }
-        copyWide(next_, src, length, distance);
+        copyWide<Code::kCopyUnits>(next_, src, length, distance);
         next_ += length;
         return true;
     }
@@ -250,7 +252,7 @@ template <class Code, class Sink, class Tier>
                 bits.consume(entry);
                 sink.literal(entry);
                 if (!kWideWord) {
-                    entry = bits.template next<Budget::leavesLookUp(Budget::kTwoLiterals)>(
+                    entry = bits.template next<Budget::leavesLookUp(Budget::kLiterals)>(
                         tables->litLen, kLitLenBits);
                     continue;
                 }
@@ -269,8 +271,8 @@ template <class Code, class Sink, class Tier>
             const uint32_t length = wholeLength(entry);
             const uint32_t distance = bits.consumeWhole(entry);
             // The next symbol's entry is on its way while the match is copied.
-            constexpr bool kLookFirst = kWideWord || Budget::leavesLookUp(Budget::kWhole);
-            entry = bits.template next<kLookFirst>(tables->litLen, kLitLenBits);
+            entry = bits.template next<Budget::leavesLookUp(Budget::kWhole)>(tables->litLen,
+                                                                             kLitLenBits);
             if (sink.match(length, distance)) [[likely]]
                 continue;
             result = static_cast<int32_t>(length << 16 | distance);
@@ -300,7 +302,8 @@ template <class Code, class Sink, class Tier>
         }
         const uint32_t length = bits.consumeValue(entry);
 
-        entry = bits.template next<true>(tables->distance, Code::kDistanceBits);
+        entry = bits.lookUp(tables->distance, Code::kDistanceBits);
+        if (Budget::kRefillsForDistance) bits.refill();
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
@@ -341,14 +344,14 @@ template <class Code, class Tier>
     if (produced < kOutOfReach) {
         io.dstEnd =
             io.dstNext + std::min(dstEnd - io.dstNext, kOutOfReach - produced + kByteMargin);
-        const int32_t result = runKernel<Code, ByteSink<true>, Tier>(io);
+        const int32_t result = runKernel<Code, ByteSink<Code, true>, Tier>(io);
         io.dstEnd = dstEnd;
         if (result != kMarginsUsedUp || io.srcEnd - io.srcNext < kSrcToEnter ||
             dstEnd - io.dstNext < kByteMargin) {
             return result;
         }
     }
-    return runKernel<Code, ByteSink<false>, Tier>(io);
+    return runKernel<Code, ByteSink<Code, false>, Tier>(io);
 }
 
 // One kernel for each code and output, in the tier that the processor has.
