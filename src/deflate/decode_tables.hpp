@@ -190,10 +190,11 @@ constexpr void doubleTable(Element* table, int32_t size) {
 // over-subscribed has no meaning: all of its entries are invalid.
 //
 // The first level starts as a table of one entry and is doubled by copying as the length grows,
-// instead of being written with strides.
-template <class Element, class Results>
+// instead of being written with strides. When it has the codes of a length, `more` may put other
+// entries of that length into it.
+template <class Element, class Results, class More>
 constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
-                          const SortedCode& code, const Results& results) {
+                          const SortedCode& code, const Results& results, const More& more) {
     const uint16_t* symbol = code.symbols;
     uint32_t codeword = 0;
     table[0] = kUnreached;
@@ -205,6 +206,7 @@ constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
             table[codeword] = results[*symbol++] + lengths;
             codeword = nextReversed(codeword, length);
         }
+        more(table, length);
     }
     if (code.oversubscribed || code.longest <= tableBits) return;
 
