@@ -35,7 +35,7 @@ void require(bool condition, const char* what) {
     std::exit(1);
 }
 
-Bytes compress(const Bytes& plain, int level) {
+Bytes zlibStream(const Bytes& plain, int level) {
     z_stream stream{};
     deflateInit2(&stream, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
     Bytes packed(deflateBound(&stream, static_cast<uLong>(plain.size())) + 3);
@@ -47,7 +47,36 @@ Bytes compress(const Bytes& plain, int level) {
     require(deflate(&stream, Z_FINISH) == Z_STREAM_END, "deflate failed");
     packed.resize(packed.size() - stream.avail_out);
     deflateEnd(&stream);
-    packed.insert(packed.end(), 3, 0);
+    return packed;
+}
+
+// By this library, in blocks of 128 KB of one kind.
+template <auto coder>
+Bytes ownStream(const Bytes& plain, Lz77Level level) {
+    constexpr int32_t kChunk = 128 * 1024;
+    Lz77EncodeState* state = nullptr;
+    zelsEncodeLZ77InitAlloc_8u(level, Lz77ChecksumNone, &state);
+    std::vector<Lz77Pair> pairs(kChunk);
+    Bytes packed(plain.size() * 2);
+    const uint8_t* src = plain.data();
+    auto srcLeft = static_cast<int32_t>(plain.size());
+    uint8_t* dst = packed.data();
+    auto dstLeft = static_cast<int32_t>(packed.size());
+    while (srcLeft > 0) {
+        int32_t chunk = std::min(srcLeft, kChunk);
+        srcLeft -= chunk;
+        const Lz77Flush flush = srcLeft == 0 ? Lz77FlushFinal : Lz77FlushNone;
+        Lz77Pair* next = pairs.data();
+        int32_t room = kChunk;
+        zelsEncodeLZ77_8u(&src, &chunk, &next, &room, flush, state);
+        const Lz77Pair* coded = pairs.data();
+        int32_t count = kChunk - room;
+        zelsEncodeLZ77SetStatus_8u(Lz77StatusCode, state);
+        require(coder(&coded, &count, &dst, &dstLeft, flush, state) >= 0 && count == 0,
+                "encoding failed");
+    }
+    zelsLZ77Free_8u(state);
+    packed.resize(packed.size() - static_cast<size_t>(dstLeft));
     return packed;
 }
 
@@ -206,15 +235,33 @@ void race(benchmark::State& state, const Bytes& plain, Bytes& dst, Ours ours, Th
     state.counters["ratio"] = theirTime / ourTime;
 }
 
+struct Maker {
+    const char* name;
+    Bytes (*compress)(const Bytes& plain, int level);
+    int level;
+};
+constexpr Maker kMakers[] = {
+    {"zlib-1", zlibStream, 1},
+    {"zlib-6", zlibStream, 6},
+    {"zlib-9", zlibStream, 9},
+    {"own-fast", ownStream<zelsEncodeLZ77DynamicHuff_8u>, Lz77LevelFast},
+    {"own-normal", ownStream<zelsEncodeLZ77DynamicHuff_8u>, Lz77LevelNormal},
+    {"own-best", ownStream<zelsEncodeLZ77DynamicHuff_8u>, Lz77LevelBest},
+    {"own-fixed", ownStream<zelsEncodeLZ77FixedHuff_8u>, Lz77LevelNormal},
+};
+
 // Made when the first benchmark asks for it.
 struct Input {
     const Bytes* plain;
-    int level;
+    const Maker* maker;
 
     const Bytes& packed() const {
-        static std::map<std::pair<const Bytes*, int>, Bytes> made;
-        Bytes& bytes = made[{plain, level}];
-        if (bytes.empty()) bytes = compress(*plain, level);
+        static std::map<std::pair<const Bytes*, const Maker*>, Bytes> made;
+        Bytes& bytes = made[{plain, maker}];
+        if (bytes.empty()) {
+            bytes = maker->compress(*plain, maker->level);
+            bytes.insert(bytes.end(), 3, 0);
+        }
         return bytes;
     }
 };
@@ -273,12 +320,12 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     const auto files = bench::corpus();
     for (const auto& file : files) {
-        for (const int level : {1, 6, 9}) {
-            const Input input{&file.bytes, level};
-            const std::string suffix = "/" + file.name + "/" + std::to_string(level);
+        for (const Maker& maker : kMakers) {
+            const Input input{&file.bytes, &maker};
+            const std::string suffix = "/" + file.name + "/" + maker.name;
             add("OnePassVsLibdeflate" + suffix, benchOnePass, input);
             add("TwoStageVsZlib" + suffix, benchTwoStage, input);
-            if (level != 6) continue;
+            if (suffix.find("zlib-6") == std::string::npos) continue;
             add("PiecesVsWhole" + suffix, benchPieces, input);
             add("ByteCalls" + suffix, benchByteCalls, input);
         }

@@ -8,7 +8,10 @@
 namespace zeldc {
 
 // How far copyWide may write behind a match, and read behind its source.
-constexpr int32_t kCopyOverrun = 31;
+constexpr int32_t copyOverrun(int32_t units) {
+    return 16 * units - 1;
+}
+constexpr int32_t kCopyOverrun = copyOverrun(2);
 
 [[gnu::always_inline]] inline void copy16(uint8_t* dst, const uint8_t* src) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
@@ -20,17 +23,18 @@ constexpr int32_t kCopyOverrun = 31;
 }
 
 // A match of `length` (1..258) bytes whose source `src` lies `distance` before `dst`, or in other
-// memory, where `distance` is then not below `length`. No path writes more than kCopyOverrun bytes
-// behind the match: the first 32 bytes are written for a single one, and later units start before
-// its end; a growing pattern adds at most 8 + 7 bytes.
+// memory, where `distance` is then not below `length`. The first `units` of 16 bytes are written
+// for a single byte, and later ones start before the end of the match; a growing pattern adds at
+// most 8 + 7 bytes.
+template <int32_t units = 2>
 [[gnu::always_inline]] inline void copyWide(uint8_t* dst, const uint8_t* src, uint32_t length,
                                             uint32_t distance) {
     const uint8_t* const end = dst + length;
     if (distance >= 16) [[likely]] {
-        // Two at once: most matches end in them, and the branch behind them is predicted well.
-        copy16(dst, src);
-        copy16(dst + 16, src + 16);
-        for (dst += 32, src += 32; dst < end; dst += 16, src += 16)
+        // Several at once: most matches end in them, and the branch behind them is predicted well.
+        for (int32_t i = 0; i < units; ++i)
+            copy16(dst + 16 * i, src + 16 * i);
+        for (dst += 16 * units, src += 16 * units; dst < end; dst += 16, src += 16)
             copy16(dst, src);
         return;
     }

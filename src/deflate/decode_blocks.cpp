@@ -42,6 +42,11 @@ Found find(const U32* table, int32_t indexBits, uint64_t bitBuf, int32_t bitsBef
     uint64_t rest = bitBuf >> bitsBefore;
     Entry entry = table[rest & ((1U << indexBits) - 1)];
     int32_t bits = bitsBefore;
+    if (entry & kWholeMatch) {
+        const auto all = static_cast<uint32_t>(rest) & ((1U << wholeBits(entry)) - 1);
+        return {entry, static_cast<int32_t>(wholeBits(entry)),
+                wholeDistanceBase(entry) + (all >> wholeCodeBits(entry))};
+    }
     if (entry & kLink && entry & kExceptional) {
         bits += indexBits;
         rest >>= indexBits;
@@ -54,14 +59,18 @@ Found find(const U32* table, int32_t indexBits, uint64_t bitBuf, int32_t bitsBef
 }
 
 // Reads one symbol with all that belongs to it, without consuming it.
-Symbol peekSymbol(const Tables& tables, const BitSource& bits) {
-    const Found first = find(tables.litLen, kLitLenBits, bits.peek(), 0);
+template <class Code>
+Symbol peekSymbol(const TablesOf<Code>& tables, const BitSource& bits) {
+    const Found first = find(tables.litLen, Code::kLitLenBits, bits.peek(), 0);
     if (first.bits > bits.count()) return {Unit::cut, 0, 0, 0};
     if (isLiteral(first.entry)) return {Unit::literal, payload(first.entry) & 0xFF, 0, first.bits};
+    if (first.entry & kWholeMatch) {
+        return {Unit::match, wholeLength(first.entry), first.value, first.bits};
+    }
     if (first.entry & kExceptional) {
         return {first.entry & kBlockEnd ? Unit::blockEnd : Unit::invalid, 0, 0, first.bits};
     }
-    const Found second = find(tables.distance, kDistanceBits, bits.peek(), first.bits);
+    const Found second = find(tables.distance, Code::kDistanceBits, bits.peek(), first.bits);
     if (second.bits > bits.count()) return {Unit::cut, 0, 0, 0};
     if (second.entry & kExceptional) return {Unit::invalid, 0, 0, second.bits};
     return {Unit::match, first.value, second.value, second.bits};
@@ -78,8 +87,11 @@ ZelStatus endBlock(DecodeProgress& progress, BitSource& bits) {
 
 // The kernel, as each output needs it.
 struct ByteKernel {
-    static constexpr int32_t kMargin = ByteSink::kMargin;
-    static int32_t run(KernelIo& io) { return decodeToBytes(io); }
+    static constexpr int32_t kMargin = kByteMargin;
+    template <class Code>
+    static int32_t run(KernelIo& io) {
+        return decodeToBytes<Code>(io);
+    }
     static void place(KernelIo& io, const ByteOutput& out) {
         const DecodeState& state = out.state();
         io.dstStart = out.start();
@@ -87,8 +99,11 @@ struct ByteKernel {
     }
 };
 struct PairKernel {
-    static constexpr int32_t kMargin = PairSink::kMargin;
-    static int32_t run(KernelIo& io) { return decodeToPairs(io); }
+    static constexpr int32_t kMargin = kPairMargin;
+    template <class Code>
+    static int32_t run(KernelIo& io) {
+        return decodeToPairs<Code>(io);
+    }
     static void place(KernelIo&, const PairOutput&) {}
 };
 template <class Output>
@@ -99,8 +114,8 @@ bool hasMargins(const BitSource& bits, const Output& out) {
     return bits.srcLeft() >= kSrcToEnter && out.end() - out.next() >= KernelFor<Output>::kMargin;
 }
 
-template <class Output>
-int32_t runFast(const Tables& tables, BitSource& bits, Output& out) {
+template <class Code, class Output>
+int32_t runFast(const TablesOf<Code>& tables, BitSource& bits, Output& out) {
     KernelIo io{};
     io.srcNext = bits.srcNext();
     io.srcEnd = bits.srcEnd();
@@ -110,20 +125,21 @@ int32_t runFast(const Tables& tables, BitSource& bits, Output& out) {
     io.bitBuf = static_cast<Word>(bits.peek());
     io.bitCount = bits.count();
     KernelFor<Output>::place(io, out);
-    const int32_t result = KernelFor<Output>::run(io);
+    const int32_t result = KernelFor<Output>::template run<Code>(io);
     bits.set(io.srcNext, io.bitBuf, io.bitCount);
     out.setNext(io.dstNext);
     return result;
 }
 
-template <class Output>
-ZelStatus decodeBody(const Tables& tables, DecodeProgress& progress, BitSource& bits, Output& out) {
+template <class Code, class Output>
+ZelStatus decodeBody(const TablesOf<Code>& tables, DecodeProgress& progress, BitSource& bits,
+                     Output& out) {
     while (!out.full()) {
         if (hasMargins(bits, out)) {
             bits.handBack();
             // More may be left from earlier calls.
             if (bits.count() < kWordBits) {
-                const int32_t result = runFast(tables, bits, out);
+                const int32_t result = runFast<Code>(tables, bits, out);
                 if (result == kAtBlockEnd) return endBlock(progress, bits);
                 if (result == kAtInvalid) return zelStsBadSize;
                 if (result != kMarginsUsedUp) {
@@ -135,7 +151,7 @@ ZelStatus decodeBody(const Tables& tables, DecodeProgress& progress, BitSource& 
             }
         }
         bits.fill();
-        const Symbol symbol = peekSymbol(tables, bits);
+        const Symbol symbol = peekSymbol<Code>(tables, bits);
         switch (symbol.unit) {
             case Unit::cut:
                 return zelStsSrcExhausted;
@@ -167,7 +183,7 @@ ZelStatus decodeFixedBlock(DecodeState& state, BitSource& bits, Output& out) {
         state.progress.blockType = Lz77BlockFixed;
         state.progress.phase = phaseBody;
     }
-    return decodeBody(kFixedTables, state.progress, bits, out);
+    return decodeBody<FixedCode>(kFixedTables, state.progress, bits, out);
 }
 
 template <class Output>
@@ -188,7 +204,7 @@ ZelStatus decodeDynamicBlock(DecodeState& state, BitSource& bits, Output& out) {
         buildTables(state.tables, state.lengths, 0, 0);
         progress.tablesBuilt = 1;
     }
-    return decodeBody(state.tables, progress, bits, out);
+    return decodeBody<DynamicCode>(state.tables, progress, bits, out);
 }
 
 template ZelStatus decodeFixedBlock(DecodeState&, BitSource&, ByteOutput&);

@@ -45,7 +45,7 @@ int32_t runHotSpot(DecodeState& state, BitSource& bits, const uint8_t* dstStart,
                 dstStart,       state.window + int32_t{state.progress.windowEnd},
                 &state.tables,  static_cast<Word>(bits.peek()),
                 bits.count()};
-    const int32_t result = decodeToBytes(io);
+    const int32_t result = decodeToBytes<DynamicCode>(io);
     bits.set(io.srcNext, io.bitBuf, io.bitCount);
     dstNext = io.dstNext;
     return result;

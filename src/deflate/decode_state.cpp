@@ -62,8 +62,9 @@ void appendHistory(DecodeState& state, const uint8_t* bytes, size_t size) {
     }
     auto end = static_cast<uint32_t>(int32_t{state.progress.windowEnd});
     if (end + size > kWindowSize) {
-        std::memmove(state.window, state.window + end - kFarthestDistance, kFarthestDistance);
-        end = kFarthestDistance;
+        const uint32_t kept = kFarthestDistance - static_cast<uint32_t>(size);
+        std::memmove(state.window, state.window + end - kept, kept);
+        end = kept;
     }
     std::memcpy(state.window + end, bytes, size);
     state.progress.windowEnd = static_cast<int32_t>(end + size);

@@ -12,7 +12,8 @@ namespace zeldc::deflate {
 
 constexpr int32_t kDecodeStateSize = 112876;
 constexpr int32_t kDecodePairs = 8192;
-constexpr uint32_t kWindowSize = 65536;
+// What is left of twice the history by tables that are faster when they are larger.
+constexpr uint32_t kWindowSize = 57344;
 
 // Where the decoder stands inside the current block. Pair decoders of stored blocks use
 // blockHeaderRead for "LEN and NLEN are next" and body for copying.
@@ -58,10 +59,10 @@ struct DecodeProgress {
 
 struct DecodeState {
     Tables tables;
-    // The history: the bytes before windowEnd, which lies in 32768 .. 65536. New bytes are appended
-    // at windowEnd; when there is no room, the last 32768 move to the start first, which costs
-    // nothing per call and at most one move in 32768 bytes. Copies of matches read up to
-    // kCopyOverrun bytes too far: the pairs lie behind.
+    // The history: the bytes before windowEnd, which lies in 32768 .. kWindowSize. New bytes are
+    // appended at windowEnd; when there is no room, what is still needed moves to the start first,
+    // which costs nothing per call and at most one move in 24576 bytes. Copies of matches read up
+    // to kCopyOverrun bytes too far: the pairs lie behind.
     uint8_t window[kWindowSize];
     uint8_t pairs[kDecodePairs * sizeof(Lz77Pair)];
     U16 lengths[kLitLenAlphabet + kDistanceAlphabet];
@@ -92,8 +93,8 @@ void appendHistory(DecodeState& state, const uint8_t* bytes, size_t size);
 // Copies `count` <= `back` bytes of history, from `back` (1..65535) bytes before its end on. What
 // lies before the window is taken from its other end: it is no history, only memory of the state.
 inline void copyHistory(const DecodeState& state, uint32_t back, uint8_t* dst, uint32_t count) {
-    const uint32_t position =
-        (static_cast<uint32_t>(int32_t{state.progress.windowEnd}) - back) % kWindowSize;
+    const auto end = static_cast<uint32_t>(int32_t{state.progress.windowEnd});
+    const uint32_t position = end >= back ? end - back : end + kWindowSize - back;
     const uint32_t first = std::min(count, kWindowSize - position);
     std::memcpy(dst, state.window + position, first);
     std::memcpy(dst + first, state.window, count - first);

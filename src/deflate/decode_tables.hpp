@@ -13,6 +13,16 @@
 //               the subtable's index bits
 //   bits 0-7    bits to consume: the code's and those of the extra value; in a link, the bits of
 //               the first level. Never 0.
+//
+// Where an index of the first literal/length level holds a length with its extra bits and the code
+// of the distance, one entry stands for the whole match. Some nine of ten matches are like that;
+// they take one look-up instead of two, of which the second has to wait for the first:
+//   bit 31      0
+//   bits 26-30  length - kShortestMatch
+//   bits 11-25  base of the distance
+//   bits 7-10   bits before the extra bits of the distance
+//   bit 6       whole match; 0 in all other entries
+//   bits 0-5    bits to consume
 #pragma once
 
 #include <algorithm>
@@ -37,6 +47,7 @@ constexpr Entry kExceptional = 1U << 15;
 constexpr Entry kLink = 1U << 14;
 constexpr Entry kBlockEnd = 1U << 13;
 constexpr Entry kInvalid = 1U << 12;
+constexpr Entry kWholeMatch = 1U << 6;
 
 [[gnu::always_inline]] constexpr bool isLiteral(Entry entry) {
     return static_cast<int32_t>(entry) < 0;
@@ -51,32 +62,68 @@ constexpr Entry kInvalid = 1U << 12;
     return entry & 0xFF;
 }
 
+// Of a whole match.
+constexpr uint32_t kLongestWholeMatch = kShortestMatch + 31;
+constexpr uint32_t kMostWholeBits = 24;
+[[gnu::always_inline]] constexpr uint32_t wholeLength(Entry entry) {
+    return (entry >> 26) + kShortestMatch;
+}
+[[gnu::always_inline]] constexpr uint32_t wholeDistanceBase(Entry entry) {
+    return entry >> 11 & 0x7FFF;
+}
+[[gnu::always_inline]] constexpr uint32_t wholeCodeBits(Entry entry) {
+    return entry >> 7 & 15;
+}
+[[gnu::always_inline]] constexpr uint32_t wholeBits(Entry entry) {
+    return entry & 63;
+}
+
 // What stands where no code leads. One bit is what the search for it consumes at least.
 constexpr Entry kUnreached = kExceptional | kInvalid | 1 << 8 | 1;
 
-// Index bits of the first levels, and room for them with their subtables.
+// Index bits of the first levels. For the codes of a dynamic block:
+struct DynamicCode {
+    static constexpr int32_t kLitLenBits = 12;
+    static constexpr int32_t kDistanceBits = 8;
+    static constexpr int32_t kLongestLitLen = kLongestCode;
+    static constexpr int32_t kLongestDistance = kLongestCode;
+    static constexpr bool kHasWholeMatches = true;
+    static constexpr int32_t kCopyUnits = 2;  // of 16 bytes: what most matches end in
+};
+// The fixed code needs no second level, and in a small table no match is whole.
+struct FixedCode {
+    static constexpr int32_t kLitLenBits = 9;
+    static constexpr int32_t kDistanceBits = 5;
+    static constexpr int32_t kLongestLitLen = kLitLenBits;
+    static constexpr int32_t kLongestDistance = kDistanceBits;
+    static constexpr bool kHasWholeMatches = false;
+    // This loop waits longer for its entries, and has the time for one more.
+    static constexpr int32_t kCopyUnits = 3;
+};
+
+// Room for the first levels with their subtables.
 //
 // Codes in canonical order have ascending lengths, so all subtables whose codes have one length L
 // only take as many entries as they have codes, and a subtable with several lengths occurs at most
 // once for each step from a length to the next, the unfinished last one of an incomplete code
-// included. Literal/length: at most 288 + 5 * 2^5 entries. Distance: 32 codes fill at most 146
+// included. Literal/length: at most 288 + 3 * 2^3 entries. Distance: 32 codes fill at most 146
 // entries of complete subtables (counted over all complete codes), and an unfinished one has 128.
 // The builder checks all the same: codes whose subtable has no room stay unreached.
-// Wide bit buffers hold three look-ups of eleven bits, narrow ones three of ten.
-constexpr int32_t kLitLenBits = sizeof(void*) == 8 ? 11 : 10;
-constexpr int32_t kDistanceBits = 8;
-constexpr int32_t kLitLenEntries = 2560;
-constexpr int32_t kDistanceEntries = 608;
-static_assert(kLitLenEntries >= (1 << kLitLenBits) + kLitLenAlphabet + 5 * 32);
-static_assert(kDistanceEntries >= (1 << kDistanceBits) + 146 + 128);
+constexpr int32_t kLitLenEntries = (1 << DynamicCode::kLitLenBits) + kLitLenAlphabet + 3 * 8;
+constexpr int32_t kDistanceEntries = (1 << DynamicCode::kDistanceBits) + 146 + 128;
+static_assert(kLongestCode - DynamicCode::kLitLenBits == 3 &&
+              kLongestCode - DynamicCode::kDistanceBits == 7);
 
-template <class Element>
-struct BasicTables {
-    Element litLen[kLitLenEntries];
-    Element distance[kDistanceEntries];
-};
 // As in states, which lie at any address.
-using Tables = BasicTables<U32>;
+template <int32_t litLenEntries, int32_t distanceEntries>
+struct BasicTables {
+    U32 litLen[litLenEntries];
+    U32 distance[distanceEntries];
+};
+using Tables = BasicTables<kLitLenEntries, kDistanceEntries>;
+using FixedTables = BasicTables<1 << FixedCode::kLitLenBits, 1 << FixedCode::kDistanceBits>;
+template <class Code>
+using TablesOf = std::conditional_t<std::is_same_v<Code, FixedCode>, FixedTables, Tables>;
 
 // What a symbol's entry is apart from the length of its code, which is added to both counts.
 constexpr Entry litLenResult(int32_t symbol) {
@@ -143,10 +190,11 @@ constexpr void doubleTable(Element* table, int32_t size) {
 // over-subscribed has no meaning: all of its entries are invalid.
 //
 // The first level starts as a table of one entry and is doubled by copying as the length grows,
-// instead of being written with strides.
-template <class Element, class Results>
+// instead of being written with strides. When it has the codes of a length, `more` may put other
+// entries of that length into it.
+template <class Element, class Results, class More>
 constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
-                          const SortedCode& code, const Results& results) {
+                          const SortedCode& code, const Results& results, const More& more) {
     const uint16_t* symbol = code.symbols;
     uint32_t codeword = 0;
     table[0] = kUnreached;
@@ -158,6 +206,7 @@ constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
             table[codeword] = results[*symbol++] + lengths;
             codeword = nextReversed(codeword, length);
         }
+        more(table, length);
     }
     if (code.oversubscribed || code.longest <= tableBits) return;
 
@@ -194,7 +243,7 @@ constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
 }
 
 // The tables of the fixed code (RFC 1951, section 3.2.6).
-extern const BasicTables<U32> kFixedTables;
+extern const FixedTables kFixedTables;
 
 // Fills `tables` from the lengths of a dynamic block's header.
 void buildTables(Tables& tables, const U16* lengths, int32_t litLenCount, int32_t distanceCount);

@@ -7,35 +7,57 @@
 namespace zeldc::deflate {
 namespace {
 
+template <class Code>
 int32_t bytesPlain(KernelIo& io) {
-    return runKernel<ByteSink, PlainTier>(io);
+    return runByteKernel<Code, PlainTier>(io);
 }
+template <class Code>
 int32_t pairsPlain(KernelIo& io) {
-    return runKernel<PairSink, PlainTier>(io);
+    return runKernel<Code, PairSink, PlainTier>(io);
 }
+template <class Code>
 __attribute__((target("bmi2"))) int32_t bytesBmi2(KernelIo& io) {
-    return runKernel<ByteSink, Bmi2Tier>(io);
+    return runByteKernel<Code, Bmi2Tier>(io);
 }
+template <class Code>
 __attribute__((target("bmi2"))) int32_t pairsBmi2(KernelIo& io) {
-    return runKernel<PairSink, Bmi2Tier>(io);
+    return runKernel<Code, PairSink, Bmi2Tier>(io);
 }
 
 }  // namespace
 
-extern "C" ZELDC_NO_SANITIZE Kernel* zeldcResolveInflateBytes() {
-    return cpu::features().bmi2 ? bytesBmi2 : bytesPlain;
+extern "C" ZELDC_NO_SANITIZE Kernel* zeldcResolveInflateDynamic() {
+    return cpu::features().bmi2 ? bytesBmi2<DynamicCode> : bytesPlain<DynamicCode>;
 }
-extern "C" ZELDC_NO_SANITIZE Kernel* zeldcResolveInflatePairs() {
-    return cpu::features().bmi2 ? pairsBmi2 : pairsPlain;
+extern "C" ZELDC_NO_SANITIZE Kernel* zeldcResolveInflateFixed() {
+    return cpu::features().bmi2 ? bytesBmi2<FixedCode> : bytesPlain<FixedCode>;
 }
-ZELDC_DISPATCHED(Kernel, zeldcInflateBytes, zeldcResolveInflateBytes);
-ZELDC_DISPATCHED(Kernel, zeldcInflatePairs, zeldcResolveInflatePairs);
+extern "C" ZELDC_NO_SANITIZE Kernel* zeldcResolveInflateDynamicPairs() {
+    return cpu::features().bmi2 ? pairsBmi2<DynamicCode> : pairsPlain<DynamicCode>;
+}
+extern "C" ZELDC_NO_SANITIZE Kernel* zeldcResolveInflateFixedPairs() {
+    return cpu::features().bmi2 ? pairsBmi2<FixedCode> : pairsPlain<FixedCode>;
+}
+ZELDC_DISPATCHED(Kernel, zeldcInflateDynamic, zeldcResolveInflateDynamic);
+ZELDC_DISPATCHED(Kernel, zeldcInflateFixed, zeldcResolveInflateFixed);
+ZELDC_DISPATCHED(Kernel, zeldcInflateDynamicPairs, zeldcResolveInflateDynamicPairs);
+ZELDC_DISPATCHED(Kernel, zeldcInflateFixedPairs, zeldcResolveInflateFixedPairs);
 
-int32_t decodeToBytes(KernelIo& io) {
-    return zeldcInflateBytes(io);
+template <>
+int32_t decodeToBytes<DynamicCode>(KernelIo& io) {
+    return zeldcInflateDynamic(io);
 }
-int32_t decodeToPairs(KernelIo& io) {
-    return zeldcInflatePairs(io);
+template <>
+int32_t decodeToBytes<FixedCode>(KernelIo& io) {
+    return zeldcInflateFixed(io);
+}
+template <>
+int32_t decodeToPairs<DynamicCode>(KernelIo& io) {
+    return zeldcInflateDynamicPairs(io);
+}
+template <>
+int32_t decodeToPairs<FixedCode>(KernelIo& io) {
+    return zeldcInflateFixedPairs(io);
 }
 
 }  // namespace zeldc::deflate

@@ -25,7 +25,7 @@ struct KernelIo {
     const uint8_t* dstEnd;
     const uint8_t* dstStart;   // of this call's output
     const uint8_t* windowEnd;  // what preceded it
-    const Tables* tables;
+    const void* tables;        // of the kernel's code
     Word bitBuf;
     int32_t bitCount;  // at most kWordBits - 1
 };
@@ -43,28 +43,45 @@ constexpr int32_t kSrcMargin = 16;
 constexpr int32_t kSrcToEnter = kSrcMargin + 8;
 static_assert(3 * 3 + 4 <= kSrcMargin && 7 + 8 <= kSrcMargin);
 // A round puts out at most three literals, or two and a match with its overrun.
-constexpr int32_t kByteMargin = 2 + static_cast<int32_t>(kLongestMatch) + kCopyOverrun;
+constexpr int32_t kByteMargin =
+    2 + static_cast<int32_t>(kLongestMatch) +
+    std::max(copyOverrun(DynamicCode::kCopyUnits), copyOverrun(FixedCode::kCopyUnits));
 constexpr int32_t kPairMargin = 3 * 4;
 
 // Bits in a round. A refill leaves all kWordBits bits of the buffer those of the stream, so that
 // many can be looked at, but only kRefilledBits of them may be consumed before the next one.
 // Literals of a round are consumed as first-level codes; a length or distance may have a subtable.
-constexpr int32_t kLengthBits = kLongestCode + 5;
-constexpr int32_t kDistanceCodeBits = kLongestCode;
-constexpr int32_t kDistanceExtraBits = 13;
-// Two literals, and a look for the next symbol; where words are wide, three.
-static_assert(2 * kLitLenBits <= kRefilledBits && 3 * kLitLenBits <= kWordBits);
-static_assert(!kWideWord || (3 * kLitLenBits <= kRefilledBits && 4 * kLitLenBits <= kWordBits));
-// A length, after a refill or, where words are wide, two literals; then a look for the distance.
-static_assert(kLengthBits <= kRefilledBits && kLengthBits + kDistanceBits <= kWordBits);
-static_assert(!kWideWord || 2 * kLitLenBits + kLengthBits <= kRefilledBits);
-static_assert(!kWideWord || 2 * kLitLenBits + kLengthBits + kDistanceBits <= kWordBits);
-// A distance after a refill, where words are narrow one more between the levels; then a look for
-// the next symbol.
-static_assert(kDistanceBits + kDistanceExtraBits <= kRefilledBits);
-static_assert(kDistanceBits + kDistanceExtraBits + kLitLenBits <= kWordBits);
-static_assert(kDistanceCodeBits - kDistanceBits + kDistanceExtraBits + kLitLenBits <= kWordBits);
-static_assert(!kWideWord || kDistanceCodeBits + kDistanceExtraBits + kLitLenBits <= kWordBits);
+template <class Code>
+struct BitBudget {
+    // Whether the next symbol can be looked up after so many bits, which spares it the wait for the
+    // refill.
+    static constexpr bool leavesLookUp(int32_t bits) {
+        return bits + Code::kLitLenBits <= kWordBits;
+    }
+
+    // Two literals; where words are wide three, or two in front of a match.
+    static constexpr int32_t kLiterals = 2 * Code::kLitLenBits;
+    static constexpr int32_t kBefore = kWideWord ? kLiterals : 0;
+    static_assert(leavesLookUp(Code::kLitLenBits) && kLiterals <= kRefilledBits);
+    static_assert(!kWideWord || (kLiterals + Code::kLitLenBits <= kRefilledBits &&
+                                 leavesLookUp(kLiterals + Code::kLitLenBits)));
+
+    static constexpr int32_t kWhole = kBefore + kMostWholeBits;
+    static_assert(kWhole <= kRefilledBits);
+
+    // A length and the look for its distance; then the distance, after a refill if it takes one,
+    // and where words are narrow after one more between its levels.
+    static constexpr int32_t kLength = kBefore + Code::kLongestLitLen + 5;
+    static_assert(kLength <= kRefilledBits && kLength + Code::kDistanceBits <= kWordBits);
+    static constexpr int32_t kExtraBits = 13;
+    static constexpr int32_t kAllDistance = Code::kLongestDistance + kExtraBits;
+    static constexpr bool kRefillsForDistance = kLength + kAllDistance > kRefilledBits;
+    static constexpr int32_t kDistance = !kRefillsForDistance ? kLength + kAllDistance
+                                         : kWideWord          ? kAllDistance
+                                                     : std::max(Code::kDistanceBits + kExtraBits,
+                                                                kAllDistance - Code::kDistanceBits);
+    static_assert(kDistance <= kRefilledBits);
+};
 
 // How a tier masks: the low bits of a word, as many as the low byte of `count` says.
 struct PlainTier {
@@ -110,6 +127,20 @@ struct KernelBits {
         consume(entry);
         return payload(entry) + static_cast<uint32_t>(both >> (entry >> 8 & (kWordBits - 1)));
     }
+    // The same for a whole match's; gives its distance.
+    [[gnu::always_inline]] uint32_t consumeWhole(Entry entry) {
+        const Word all = Tier::lowBits(bitBuf, wholeBits(entry));
+        consume(entry);
+        return wholeDistanceBase(entry) + static_cast<uint32_t>(all >> wholeCodeBits(entry));
+    }
+    // The next entry and a refill, in the better order that there are bits for.
+    template <bool lookFirst>
+    [[gnu::always_inline]] Entry next(const U32* table, int32_t indexBits) {
+        if (!lookFirst) refill();
+        const Entry entry = lookUp(table, indexBits);
+        if (lookFirst) refill();
+        return entry;
+    }
     [[gnu::always_inline]] Entry lookUp(const U32* table, int32_t indexBits) const {
         return table[bitBuf & ((Word{1} << indexBits) - 1)].value;
     }
@@ -119,6 +150,8 @@ struct KernelBits {
     }
 };
 
+// Bytes. Once a call's output is as long as the farthest distance, no match begins before it.
+template <class Code, bool kReachesHistory>
 class ByteSink {
   public:
     static constexpr int32_t kMargin = kByteMargin;
@@ -129,16 +162,18 @@ class ByteSink {
     [[gnu::always_inline]] void literal(Entry entry) {
         *next_++ = static_cast<uint8_t>(entry >> 16);
     }
-    // False when the match begins in the history and runs on into this call's output.
+    // False when the match begins in the history and runs on into this call's output. Whether it
+    // lies in the one or the other follows no pattern, so no branch asks.
     [[gnu::always_inline]] bool match(uint32_t length, uint32_t distance) {
         const uint8_t* src = next_ - distance;
-        const auto produced = static_cast<size_t>(next_ - start_);
-        if (distance > produced) [[unlikely]] {
-            const size_t back = distance - produced;
-            if (length > back) return false;
-            src = windowEnd_ - back;
+        if constexpr (kReachesHistory) {
+            const auto back = static_cast<int32_t>(distance) - static_cast<int32_t>(next_ - start_);
+            if (static_cast<uint32_t>(back) - 1 < length - 1) [[unlikely]]
+                return false;
+            const uint8_t* const inHistory = windowEnd_ - back;
+            src = back > 0 ? inHistory : src;
         }
-        copyWide(next_, src, length, distance);
+        copyWide<Code::kCopyUnits>(next_, src, length, distance);
         next_ += length;
         return true;
     }
@@ -194,10 +229,11 @@ KernelBits<Tier> rewind(KernelBits<Tier> bits, const KernelIo& io, uint32_t back
 
 // Decodes until the margins are used up, the block ends or something is left to the caller. On
 // entry the source has kSrcToEnter bytes or more and the destination its margin.
-template <class Sink, class Tier>
+template <class Code, class Sink, class Tier>
 [[gnu::always_inline]] inline int32_t runKernel(KernelIo& io) {
-    const U32* const litLen = io.tables->litLen;
-    const U32* const distances = io.tables->distance;
+    using Budget = BitBudget<Code>;
+    constexpr int32_t kLitLenBits = Code::kLitLenBits;
+    const auto* const tables = static_cast<const TablesOf<Code>*>(io.tables);
     const uint8_t* const srcLast = io.srcEnd - kSrcMargin;
     const uint8_t* const dstLast = io.dstEnd - Sink::kMargin;
     KernelBits<Tier> bits{io.srcNext, io.bitBuf, static_cast<uint32_t>(io.bitCount)};
@@ -205,43 +241,55 @@ template <class Sink, class Tier>
     int32_t result = kMarginsUsedUp;
 
     bits.refill();
-    Entry entry = bits.lookUp(litLen, kLitLenBits);
+    Entry entry = bits.lookUp(tables->litLen, kLitLenBits);
     while (bits.srcNext <= srcLast && sink.next() <= dstLast) {
         // Here the buffer is full and holds the whole symbol of `entry`.
         if (isLiteral(entry)) {
             bits.consume(entry);
             sink.literal(entry);
-            entry = bits.lookUp(litLen, kLitLenBits);
+            entry = bits.lookUp(tables->litLen, kLitLenBits);
             if (isLiteral(entry)) {
                 bits.consume(entry);
                 sink.literal(entry);
-                entry = bits.lookUp(litLen, kLitLenBits);
                 if (!kWideWord) {
-                    bits.refill();
+                    entry = bits.template next<Budget::leavesLookUp(Budget::kLiterals)>(
+                        tables->litLen, kLitLenBits);
                     continue;
                 }
+                entry = bits.lookUp(tables->litLen, kLitLenBits);
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
-                    entry = bits.lookUp(litLen, kLitLenBits);
-                    bits.refill();
+                    entry = bits.template next<true>(tables->litLen, kLitLenBits);
                     continue;
                 }
             }
             if (!kWideWord) bits.refill();
         }
 
+        if (Code::kHasWholeMatches && entry & kWholeMatch) {
+            const uint32_t length = wholeLength(entry);
+            const uint32_t distance = bits.consumeWhole(entry);
+            // The next symbol's entry is on its way while the match is copied.
+            entry = bits.template next<Budget::leavesLookUp(Budget::kWhole)>(tables->litLen,
+                                                                             kLitLenBits);
+            if (sink.match(length, distance)) [[likely]]
+                continue;
+            result = static_cast<int32_t>(length << 16 | distance);
+            break;
+        }
+
         Entry symbol = entry;  // whose low byte counts all that has been consumed of it
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
-                entry = bits.follow(litLen, entry);
+                entry = bits.follow(tables->litLen, entry);
                 symbol = entry + kLitLenBits;
                 if (isLiteral(entry)) {
                     bits.consume(entry);
                     sink.literal(entry);
                     bits.refill();
-                    entry = bits.lookUp(litLen, kLitLenBits);
+                    entry = bits.lookUp(tables->litLen, kLitLenBits);
                     continue;
                 }
             }
@@ -254,14 +302,14 @@ template <class Sink, class Tier>
         }
         const uint32_t length = bits.consumeValue(entry);
 
-        entry = bits.lookUp(distances, kDistanceBits);
-        bits.refill();
+        entry = bits.lookUp(tables->distance, Code::kDistanceBits);
+        if (Budget::kRefillsForDistance) bits.refill();
         if (entry & kExceptional) [[unlikely]] {
             if (entry & kLink) {
                 bits.consume(entry);
-                symbol += kDistanceBits;
+                symbol += Code::kDistanceBits;
                 if (!kWideWord) bits.refill();
-                entry = bits.follow(distances, entry);
+                entry = bits.follow(tables->distance, entry);
             }
             if (entry & kExceptional) {
                 result = kAtInvalid;
@@ -270,10 +318,8 @@ template <class Sink, class Tier>
             }
         }
         const uint32_t distance = bits.consumeValue(entry);
-
-        // The next symbol's entry is on its way while the match is copied.
-        entry = bits.lookUp(litLen, kLitLenBits);
-        bits.refill();
+        entry = bits.template next<Budget::leavesLookUp(Budget::kDistance)>(tables->litLen,
+                                                                            kLitLenBits);
         if (!sink.match(length, distance)) [[unlikely]] {
             result = static_cast<int32_t>(length << 16 | distance);
             break;
@@ -289,9 +335,30 @@ template <class Sink, class Tier>
     return result;
 }
 
-// One kernel for each output, in the tier that the processor has.
+// A kernel for bytes: the loop that looks for the history, and when that is out of reach the other.
+template <class Code, class Tier>
+[[gnu::always_inline]] inline int32_t runByteKernel(KernelIo& io) {
+    constexpr ptrdiff_t kOutOfReach = kFarthestDistance;
+    const uint8_t* const dstEnd = io.dstEnd;
+    const ptrdiff_t produced = io.dstNext - io.dstStart;
+    if (produced < kOutOfReach) {
+        io.dstEnd =
+            io.dstNext + std::min(dstEnd - io.dstNext, kOutOfReach - produced + kByteMargin);
+        const int32_t result = runKernel<Code, ByteSink<Code, true>, Tier>(io);
+        io.dstEnd = dstEnd;
+        if (result != kMarginsUsedUp || io.srcEnd - io.srcNext < kSrcToEnter ||
+            dstEnd - io.dstNext < kByteMargin) {
+            return result;
+        }
+    }
+    return runKernel<Code, ByteSink<Code, false>, Tier>(io);
+}
+
+// One kernel for each code and output, in the tier that the processor has.
 using Kernel = int32_t(KernelIo& io);
+template <class Code>
 int32_t decodeToBytes(KernelIo& io);
+template <class Code>
 int32_t decodeToPairs(KernelIo& io);
 
 }  // namespace zeldc::deflate
