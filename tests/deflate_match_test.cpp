@@ -176,9 +176,10 @@ Bytes quaternary(size_t size, uint64_t seed) {
 
 struct ModelCase {
     const char* name;
-    size_t call;     // longest call
-    int32_t room;    // longest pair buffer
-    bool fullFlush;  // now and then, where the counter is 0
+    size_t call;        // longest call
+    int32_t room;       // longest pair buffer
+    bool fullFlush;     // now and then, where the counter is 0
+    int tinyCalls = 0;  // of this many percent of the calls, which then have up to four bytes
 };
 
 TEST(DeflateMatch, PairStreamsAreExact) {
@@ -187,6 +188,9 @@ TEST(DeflateMatch, PairStreamsAreExact) {
         {"short calls", 700, 1 << 20, false},
         {"tiny calls", 7, 3, false},
         {"around the window", 34000, 1 << 20, false},
+        // Long enough to be sorted, over a history in which positions are left out: few, many.
+        {"long and tiny calls", 90000, 40000, false, 50},
+        {"long and very many tiny calls", 90000, 1 << 20, false, 98},
         {"one pair a call", 300, 1, false},
         {"full flushes", 900, 1 << 20, true},
         {"long full flushes", 70000, 1 << 20, true},
@@ -194,15 +198,17 @@ TEST(DeflateMatch, PairStreamsAreExact) {
     for (const Lz77Level level : kLevels) {
         for (const ModelCase& c : cases) {
             SCOPED_TRACE(testing::Message() << "level " << level << ", " << c.name);
-            const size_t size = c.call < 1000 ? 60000 : 180000;
+            const size_t size =
+                c.call < 1000 ? 60000 : 180000 + 6000 * static_cast<size_t>(c.tinyCalls);
             const Bytes src = quaternary(size, 11 + static_cast<uint64_t>(level));
             Random random(c.call + static_cast<size_t>(c.room));
             Encoder encoder(level);
             Model model(level);
             bool counterAtZero = true;
             for (size_t at = 0; at < src.size();) {
+                const bool tiny = static_cast<int>(random.below(100)) < c.tinyCalls;
                 const size_t give = std::min<size_t>(
-                    1 + random.below(static_cast<uint32_t>(c.call)), src.size() - at);
+                    1 + random.below(tiny ? 4 : static_cast<uint32_t>(c.call)), src.size() - at);
                 const Bytes chunk(src.begin() + static_cast<std::ptrdiff_t>(at),
                                   src.begin() + static_cast<std::ptrdiff_t>(at + give));
                 const bool full = c.fullFlush && counterAtZero && random.below(3) != 0;

@@ -137,11 +137,15 @@ class NarrowTables {
         : memory_(memoryOf(history)), base_(memory_.base) {}
 
     static void restart(MatchHistory& history) {
-        Memory& memory = memoryOf(history);
-        std::memset(memory.head, 0, sizeof memory.head);
-        memory.base = 0 - kLeastAboveBase;
         history.origin = 0;
         history.position = 0;
+        clear(history);
+    }
+    // Takes all positions out. Room is then for those from 32768 before the next one on.
+    static void clear(MatchHistory& history) {
+        Memory& memory = memoryOf(history);
+        std::memset(memory.head, 0, sizeof memory.head);
+        memory.base = history.position - kAboveBaseAfterSlide;
     }
     static void init(MatchHistory& history) {
         restart(history);
@@ -198,6 +202,13 @@ class NarrowTables {
         head[_mm_extract_epi16(at, 5)] = static_cast<uint16_t>(above + 5);
         head[_mm_extract_epi16(at, 6)] = static_cast<uint16_t>(above + 6);
         head[_mm_extract_epi16(at, 7)] = static_cast<uint16_t>(above + 7);
+    }
+    // Marks a position that is not inserted. No other has the distance 0.
+    static void leaveOut(MatchHistory& history, uint32_t p) {
+        memoryOf(history).chain[p % kHistorySize] = 0;
+    }
+    static bool leftOut(const MatchHistory& history, uint32_t p) {
+        return reinterpret_cast<const Memory&>(history).chain[p % kHistorySize] == 0;
     }
     // q is at or above the base.
     void setBefore(uint32_t p, uint32_t q) {
@@ -348,6 +359,9 @@ inline uint32_t matchLength(const uint8_t* a, const uint8_t* b, uint32_t limit) 
 // `anyDistance`: at position 1 or later, wherever its bytes can still be read.
 enum class Reach { window, anyDistance };
 
+// Whether a search counts the candidates it looks at.
+enum class Counting { off, on };
+
 struct Match {
     uint32_t length;    // kMinMatch - 1 when there is none
     uint32_t position;  // where the earlier occurrence begins
@@ -355,7 +369,7 @@ struct Match {
 
 // Searches and updates the tables during one call. The chain limit bounds the work at a position
 // whatever the tables hold.
-template <Reach reach, class Tables = WideTables>
+template <Reach reach, class Tables = WideTables, Counting counting = Counting::off>
 class ChainSearch {
     static_assert(reach == Reach::window || std::is_same_v<Tables, WideTables>);
 
@@ -369,11 +383,15 @@ class ChainSearch {
         return q >= earliest_ && q < p;
     }
 
+    const uint8_t* at(uint32_t p) const { return text_.at(p); }
+
     // To be called before each step from p on that inserts fewer than kMaxMatch positions.
     void makeRoom(uint32_t p) { tables_.makeRoom(p); }
 
     // The latest position with the hash of p, without inserting p. Three bytes at p must exist.
     uint32_t candidateAt(uint32_t p) const { return tables_.latest(hashAt(p)); }
+
+    uint32_t candidatesSeen() const { return candidatesSeen_; }
 
     // Inserts p and returns the latest position before it with the same hash.
     uint32_t insert(uint32_t p) { return insertHash(p, hashAt(p)); }
@@ -399,7 +417,16 @@ class ChainSearch {
     // to `limit` bytes, the nearest of equal ones; only what is longer than `floor` (at least 2)
     // counts. Ends at the first inadmissible candidate. The call has a byte beyond the limit.
     Match longest(uint32_t p, uint32_t q, uint32_t limit, uint32_t candidates,
-                  uint32_t floor = kMinMatch - 1) const {
+                  uint32_t floor = kMinMatch - 1) {
+        if constexpr (counting == Counting::on) candidatesSeen_ += candidates;
+        const Match best = walk(p, q, limit, candidates, floor);
+        if constexpr (counting == Counting::on) candidatesSeen_ -= candidates;
+        return best;
+    }
+
+  private:
+    // Leaves in `candidates` how many more it would have looked at.
+    Match walk(uint32_t p, uint32_t q, uint32_t limit, uint32_t& candidates, uint32_t floor) const {
         Match best{floor, q};
         if (limit <= floor) return best;
         const uint8_t* const here = text_.at(p);
@@ -436,7 +463,6 @@ class ChainSearch {
         return best;
     }
 
-  private:
     uint32_t hashAt(uint32_t p) const {
         const uint8_t* bytes = text_.at(p);
         return tabulationHash(bytes[0], bytes[1], bytes[2]);
@@ -452,6 +478,7 @@ class ChainSearch {
     Tables tables_;
     CallText text_;
     uint32_t earliest_;
+    uint32_t candidatesSeen_ = 0;
 };
 
 }  // namespace zeldc

@@ -18,6 +18,7 @@ void useOwnPairs(EncodeState& state) {
 // What Init and Reset have in common; the tables are theirs.
 void clearStream(EncodeState& state) {
     state.wideTables = 0;
+    state.effort = 0;
     state.checksum = 0;
     state.totalIn = 0;
     state.sourceLeft = 0;

@@ -56,6 +56,8 @@ struct EncodeState {
     // The tables start narrow. A full flush asks for distances and stale positions that only wide
     // ones can hold, until the next Init or Reset.
     uint8_t wideTables;
+    // Best level: candidates that the last searches looked at, per 256 bytes.
+    U32 effort;
 
     S32 level;
     S32 checksumKind;

@@ -4,12 +4,16 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <type_traits>
 
 #include "checksum/checksum.hpp"
 #include "core/hash_chain.hpp"
 #include "core/state.hpp"
 #include "deflate/encode_state.hpp"
 #include "deflate/format.hpp"
+#include "deflate/lazy_parse.hpp"
+#include "deflate/pairs.hpp"
+#include "deflate/parse_best.hpp"
 #include "zeldc.h"
 
 namespace zeldc::deflate {
@@ -18,19 +22,8 @@ namespace {
 static_assert(kMinMatch == kShortestMatch && kMaxMatch == kLongestMatch);
 
 constexpr uint32_t kNormalCandidates = 16;
-constexpr uint32_t kBestCandidates = 512;
-// At the best level a match of three bytes does not pay beyond this distance.
-constexpr uint32_t kFarthestShortMatch = 4096;
-// The last bytes of a call, which no match covers.
+// The last bytes of a call, which no match covers at the fast and normal levels.
 constexpr uint32_t kTail = 2;
-constexpr uint32_t kBestTail = 3;
-
-constexpr uint32_t pairOf(uint32_t length, uint32_t distance) {
-    return (length & 0xFFFF) | distance << 16;
-}
-constexpr uint32_t literalPair(uint8_t byte) {
-    return byte;
-}
 
 // One call's way through its source. Each parser starts at text.first(), writes pairs while there
 // is room and returns the position it reached, at most `end - tail`.
@@ -172,42 +165,12 @@ uint32_t Parser<reach, Tables>::normal() {
     return p;
 }
 
-// One step of lazy evaluation: a match gives way to a strictly longer one at the next position,
-// which is then carried over to it.
 template <Reach reach, class Tables>
 uint32_t Parser<reach, Tables>::best() {
     const uint32_t stop = searchEnd(kBestTail);
-    const auto limitAt = [stop](uint32_t p) { return std::min(stop - p, kMaxMatch); };
-    uint32_t p = text_.first();
-    bool carried = false;
-    Match here{};
-    while (p < stop && room()) {
-        search_.makeRoom(p);
-        const uint32_t q = search_.insert(p);
-        if (!carried) here = search_.longest(p, q, limitAt(p), kBestCandidates);
-        const uint32_t distance = p - here.position;
-        const bool pays = here.length > kMinMatch ||
-                          (here.length == kMinMatch && distance <= kFarthestShortMatch);
-        // Where the match here pays, only a strictly longer one at the next position matters.
-        const Match next = search_.longest(p + 1, search_.candidateAt(p + 1), limitAt(p + 1),
-                                           kBestCandidates, pays ? here.length : kMinMatch - 1);
-        carried = here.length < next.length || !pays;
-        if (carried) {
-            literal(p++);
-            here = next;
-            continue;
-        }
-        match(here.length, distance);
-        search_.insertUpTo(p + 1, p + here.length);
-        p += here.length;
-    }
-    return p;
+    Carried carried;
+    return parseLazily(search_, text_.first(), stop, stop, carried, pairNext_, pairEnd_);
 }
-
-struct Parsed {
-    uint32_t consumed;
-    U32* pairNext;
-};
 
 template <Reach reach, class Tables>
 Parsed parse(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd) {
@@ -219,7 +182,7 @@ Parsed parse(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, 
             p = parser.fast();
             break;
         case Lz77LevelBest:
-            p = parser.best();
+            if constexpr (std::is_same_v<Tables, WideTables>) p = parser.best();
             break;
         default:
             p = parser.normal();
@@ -241,14 +204,19 @@ void updateChecksum(EncodeState& state, const uint8_t* src, size_t size) {
 Parsed generate(EncodeState& state, const uint8_t* src, uint32_t size, U32* pairs, U32* pairsEnd,
                 Lz77Flush flush) {
     const bool fullFlush = flush == Lz77FlushFull;
+    const bool afterFullFlush = state.lastFlush == Lz77FlushFull;
     if (fullFlush && state.wideTables == 0) {
         NarrowTables::widen(state.history);
         state.wideTables = 1;
     }
+    state.lastFlush = flush;
+    if (state.wideTables == 0 && state.level == Lz77LevelBest) {
+        return parseBest(state, src, size, pairs, pairsEnd);
+    }
     Parsed parsed{};
     if (state.wideTables == 0) {
         parsed = parse<Reach::window, NarrowTables>(state, src, size, pairs, pairsEnd);
-    } else if (fullFlush || state.lastFlush == Lz77FlushFull) {
+    } else if (fullFlush || afterFullFlush) {
         parsed = parse<Reach::anyDistance, WideTables>(state, src, size, pairs, pairsEnd);
     } else {
         parsed = parse<Reach::window, WideTables>(state, src, size, pairs, pairsEnd);
@@ -258,7 +226,6 @@ Parsed generate(EncodeState& state, const uint8_t* src, uint32_t size, U32* pair
     } else {
         endCall(state.history, src, parsed.consumed);
     }
-    state.lastFlush = flush;
     return parsed;
 }
 
