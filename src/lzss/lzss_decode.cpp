@@ -228,7 +228,6 @@ uint8_t* Decoder::decodeRounds(BitPosition& at, uint8_t* dst, const uint8_t* dst
     [[maybe_unused]] const uint8_t* const dstBegin = dstBegin_;
     Word window = Ahead(src).from(bit);
     while (src <= srcLimit && dst <= dstLimit) {
-        const Ahead ahead(src + kMatchBytes);
         const Word zeros = ~window & kFlags;
         const uint32_t none = 0U - static_cast<uint32_t>(zeros == 0);
         const auto literalBits = static_cast<uint32_t>(std::countl_zero(Word{zeros | kEnd}));
@@ -236,6 +235,7 @@ uint8_t* Decoder::decodeRounds(BitPosition& at, uint8_t* dst, const uint8_t* dst
             window = std::rotl(window, kLiteralBits);
             dst[i] = static_cast<uint8_t>(window);
         }
+        const Ahead ahead(src + kMatchBytes);
         const uint32_t passed = bit + literalBits - (none & kMatchBits);
         window = ahead.from(passed);
         src += kMatchBytes + (passed >> 3);
