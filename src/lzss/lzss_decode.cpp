@@ -135,22 +135,26 @@ class Decoder {
         state_.historyEnd = end;
     }
 
-    // A round of the fast loop decodes from two words of the source. It stores kLiterals bytes, of
-    // which some count, and a match with the overrun of its copy. One byte of room stays for the
-    // careful loop, which so has the last word on how many source bytes are taken; and so much
-    // source, at 9 bits for a byte and an incomplete match at the end, that the overrun is
-    // overwritten: what is not reported is as it was.
-    using Word = size_t;
-    static constexpr uint32_t kLiterals = sizeof(Word) == 8 ? 3 : 2;
+    // A round of the fast loop stores kLiterals bytes, of which some count, and a match with the
+    // overrun of its copy. One byte of room stays for the careful loop, which so has the last word
+    // on how many source bytes are taken; and so much source, at 9 bits for a byte and an
+    // incomplete match at the end, that the overrun is overwritten: what is not reported is as it
+    // was.
+    static constexpr uint32_t kLiterals = 3;
+    static constexpr uint32_t kOverrun = 32;
+    static constexpr uint32_t kMostBits = 7 + kLiterals * kLiteralBits + kMatchBits;
     static constexpr ptrdiff_t kSrcNeeded = 48;
-    static_assert(8 * kSrcNeeded >= 7 + kLiterals * kLiteralBits + kMatchBits +
-                                        kCopyOverrun * kLiteralBits + kMatchBits);
-    static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kCopyOverrun + 1;
+    static_assert(8 * kSrcNeeded >= kMostBits + kOverrun * kLiteralBits + kMatchBits);
+    static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kOverrun + 1;
 
     bool ample() const {
         return srcEnd_ - srcNext_ >= kSrcNeeded && dstEnd_ - dstNext_ >= kRoomNeeded;
     }
-    __attribute__((noinline)) void runFast();
+    void runFast();
+    template <bool nearStart>
+    [[gnu::noinline]] uint8_t* decodeRounds(BitPosition& at, uint8_t* dst,
+                                            const uint8_t* dstLimit) const;
+    [[gnu::noinline]] uint8_t* copyHardMatch(uint8_t* dst, uint32_t field, uint32_t length) const;
 
     State& state_;
     const uint8_t* srcBegin_;
@@ -163,72 +167,115 @@ class Decoder {
     uint32_t bitCount_;
 };
 
-// The bits that the literals at the front of the window take, at most `most` of them. Their flags
-// are that many bits apart, so the place of the first flag that is 0 tells it.
-template <uint32_t most, class Word>
-uint32_t literalBitsAhead(Word window) {
-    constexpr Word kTop = Word{1} << (sizeof(Word) * 8 - 1);
-    constexpr Word kStop = kTop >> (most * kLiteralBits);
-    Word flags = 0;
-    for (uint32_t i = 0; i < most; ++i)
-        flags |= kTop >> (i * kLiteralBits);
-    return static_cast<uint32_t>(std::countl_zero(static_cast<Word>((~window & flags) | kStop)));
+// The stream from a byte on, of which up to kMostPassed bits are passed over before a whole word of
+// it is looked at, or as much of one as a round needs.
+class Ahead {
+  public:
+    using Word = size_t;
+    static constexpr uint32_t kBits = sizeof(Word) * 8;
+    static constexpr uint32_t kMostPassed = kBits == 64 ? 7 + 27 : 7 + 18;
+    static constexpr ptrdiff_t kBytes = 8;
+
+    explicit Ahead(const uint8_t* src) : word_(loadBe<Word>(src)) {
+        if constexpr (kBits == 32) next_ = loadBe<Word>(src + sizeof(Word));
+    }
+    Word from(uint32_t passed) const {
+        if constexpr (kBits == 64) return word_ << passed;
+        return word_ << passed | next_ >> 1 >> (kBits - 1 - passed);
+    }
+
+  private:
+    Word word_;
+    Word next_ = 0;
+};
+
+// Matches that reach into the window or whose source they overlap themselves.
+uint8_t* Decoder::copyHardMatch(uint8_t* dst, uint32_t field, uint32_t length) const {
+    // A field of 0 wraps, and fails this.
+    if (field - 1 < static_cast<size_t>(dst - dstBegin_)) {
+        copyWide(dst, dst - field, length, field);
+        return dst + length;
+    }
+    return copyMatch(dst, distanceOf(field), length);
 }
 
-// A round decodes the literals up to the next match, as far as a window shows them, and that match.
-// Four in five matches follow another in text, so one branch on the flag is worth its price: where
-// it is foreseen, the next round does not wait for this one's word. The number of literals is hard
-// to foresee and is counted without a branch.
+// A round decodes up to three literals and the match behind them, or three literals alone. Nothing
+// in it depends on a branch that is hard to foresee: neither the number of literals nor that there
+// is a match. What is left is the chain from one round's position to the next one's, and half of
+// that runs ahead: a match takes exactly 3 bytes, so the words behind it are loaded before it is
+// known how many literals come first. Then they are shifted by those.
+template <bool nearStart>
+uint8_t* Decoder::decodeRounds(BitPosition& at, uint8_t* dst, const uint8_t* dstLimit) const {
+    using Word = Ahead::Word;
+    constexpr uint32_t kBits = Ahead::kBits;
+    constexpr Word kTop = Word{1} << (kBits - 1);
+    constexpr Word kEnd = kTop >> kLiterals * kLiteralBits;
+    // A flag behind three literals is looked at where there are bits enough for its match, too.
+    constexpr Word kFlags = kTop | kTop >> kLiteralBits | kTop >> 2 * kLiteralBits |
+                            (Ahead::kMostPassed >= 7 + kLiterals * kLiteralBits ? kEnd : 0);
+    static_assert(kLiterals == 3 && 7 + 2 * kLiteralBits <= Ahead::kMostPassed);
+    // Whatever is passed, the literals and the flag behind them are left.
+    static_assert(kBits == 32 ? Ahead::kMostPassed < kBits
+                              : kBits - Ahead::kMostPassed > kLiterals * kLiteralBits);
+    // Three literals alone are 3 bytes and 3 bits, so they pass over less than a match does.
+    constexpr uint32_t kMatchBytes = kMatchBits / 8;
+    static_assert(kMatchBits % 8 == 0 && kLiterals * kLiteralBits >= kMatchBits);
+    static_assert(kSrcNeeded >= kMatchBytes + Ahead::kBytes);
+
+    const uint8_t* src = at.byte;
+    uint32_t bit = at.bit;
+    const uint8_t* const srcLimit = srcEnd_ - kSrcNeeded;
+    [[maybe_unused]] const uint8_t* const dstBegin = dstBegin_;
+    Word window = Ahead(src).from(bit);
+    while (src <= srcLimit && dst <= dstLimit) {
+        const Word zeros = ~window & kFlags;
+        const uint32_t none = 0U - static_cast<uint32_t>(zeros == 0);
+        const auto literalBits = static_cast<uint32_t>(std::countl_zero(Word{zeros | kEnd}));
+        for (uint32_t i = 0; i < kLiterals; ++i) {
+            window = std::rotl(window, kLiteralBits);
+            dst[i] = static_cast<uint8_t>(window);
+        }
+        const Ahead ahead(src + kMatchBytes);
+        const uint32_t passed = bit + literalBits - (none & kMatchBits);
+        window = ahead.from(passed);
+        src += kMatchBytes + (passed >> 3);
+        bit = passed & 7;
+        dst += literalBits / 8;
+
+        // The 24 bits before the position. Where there is no match they mean nothing: the length is
+        // 0 then, and what is copied is overwritten.
+        const uint32_t token = loadBe<uint32_t>(src - kMatchBytes) << bit;
+        const uint32_t length = ((token >> 8 & 0xFF) + kMinMatch) & ~none;
+        const uint32_t field = nearStart ? token >> 16 & ~none : token >> 16;
+        const bool reached = !nearStart || field <= static_cast<size_t>(dst - dstBegin);
+        if (reached && field >= length) [[likely]] {
+            const uint8_t* const from = dst - field;
+            copy16(dst, from);
+            copy16(dst + 16, from + 16);
+            for (uint32_t copied = 32; copied < length; copied += 16)
+                copy16(dst + copied, from + copied);
+            dst += length;
+        } else {
+            dst = copyHardMatch(dst, field, length);
+        }
+    }
+    at = {src, bit};
+    return dst;
+}
+
 void Decoder::runFast() {
     BitPosition at{};
     if (!findBitPosition(srcBegin_, srcNext_, bitCount_, at)) return;
-    constexpr uint32_t kBits = sizeof(Word) * 8;
-    constexpr uint32_t kShown = kBits - 7;  // stream bits in a window, at least
-    static_assert(kLiterals * kLiteralBits <= kShown);
-    static_assert(kBits == 32 || kLiterals * kLiteralBits + kMatchBits <= kShown);
-    static_assert(kBits == 64 || 7 + kLiterals * kLiteralBits < kBits);
-    static_assert(kLiterals * kLiteralBits / 8 == kLiterals);
-
-    // One number for the position leaves registers for the rest; it counts bits, so the source is
-    // worked off in parts of 256 MB.
-    const uint8_t* const base = at.byte;
-    uint32_t position = at.bit;
-    const auto srcLimit =
-        static_cast<uint32_t>(std::min<ptrdiff_t>(srcEnd_ - kSrcNeeded - base, 1 << 28)) * 8 + 7;
-    uint8_t* dst = dstNext_;
-    uint8_t* const dstBegin = dstBegin_;
+    // Behind so much output no field that 16 bits hold, of a match or not, reaches before it.
+    constexpr ptrdiff_t kFarthest = 1 << 16;
     const uint8_t* const dstLimit = dstEnd_ - kRoomNeeded;
-    while (position <= srcLimit && dst <= dstLimit) {
-        const auto word = loadBe<Word>(base + (position >> 3));
-        Word window = word << (position & 7);
-        if (window >> (kBits - 1) != 0) {
-            const uint32_t literalBits = literalBitsAhead<kLiterals>(window);
-            for (uint32_t i = 0; i < kLiterals; ++i)
-                dst[i] = static_cast<uint8_t>(window >> (kBits - (i + 1) * kLiteralBits));
-            dst += literalBits / 8;
-            if constexpr (kBits == 64) {
-                window <<= literalBits;
-            } else {
-                const uint32_t gone = (position & 7) + literalBits;
-                const auto second = loadBe<Word>(base + (position >> 3) + sizeof(Word));
-                window = word << gone | second >> 1 >> (31 - gone);
-            }
-            position += literalBits;
-            if (window >> (kBits - 1) != 0) continue;
-        }
-        position += kMatchBits;
-        const auto token = static_cast<uint32_t>(window >> (kBits - kMatchBits));
-        const uint32_t field = token >> kMatchLengthBits;
-        const uint32_t length = (token & 0xFF) + kMinMatch;
-        // A field of 0 wraps, and fails this too.
-        if (field - 1 < static_cast<size_t>(dst - dstBegin)) {
-            copyWide(dst, dst - field, length, field);
-            dst += length;
-        } else {
-            dst = copyMatch(dst, distanceOf(field), length);
-        }
+    uint8_t* dst = dstNext_;
+    if (dstLimit - dstBegin_ > kFarthest) {
+        dst = decodeRounds<true>(at, dst, dstBegin_ + kFarthest);
+        dst = decodeRounds<false>(at, dst, dstLimit);
+    } else {
+        dst = decodeRounds<true>(at, dst, dstLimit);
     }
-    at = {base + (position >> 3), position & 7};
     dstNext_ = dst;
     const HeldBits held = holdFrom(at, srcNext_);
     bitBuf_ = held.bitBuf;
