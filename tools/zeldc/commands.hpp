@@ -1,13 +1,19 @@
-// Each subcommand registers itself and, when chosen, runs and leaves its exit status: 0 when all
-// went well, 1 after an error, 2 after a warning.
+// What the subcommands do once their arguments are known (processFiles is in file_task.hpp). All
+// return the exit status: 0 when all went well, 1 after an error, 2 after a warning.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 namespace tool {
 
-void addCompressionCommands(CLI::App& app, int& exitStatus);
-void addSumCommand(CLI::App& app, int& exitStatus);
-void addStagesCommand(CLI::App& app, int& exitStatus);
+struct StagesRequest {
+    std::string file;
+    bool json = false;
+    std::string plotFile;
+};
+
+int printSums(const std::vector<std::string>& files);
+int runStages(const StagesRequest& request);
 
 }  // namespace tool

@@ -1,7 +1,6 @@
 // zeldc stages: every chain of the library's stages on one file, verified and timed.
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
 
@@ -21,12 +20,6 @@ constexpr size_t kMaxSize = size_t{64} << 20;
 // Short work is repeated for so long, and the best time counts.
 constexpr double kMinSeconds = 0.05;
 constexpr double kMegabyte = 1e6;
-
-struct Request {
-    std::string file;
-    std::string plotFile;
-    bool json = false;
-};
 
 struct Input {
     Bytes bytes;
@@ -132,7 +125,7 @@ void writeText(const std::string& name, const std::string& text) {
     if (std::fclose(file) != 0 || !written) failWithErrno("cannot write " + name);
 }
 
-int runStages(const Request& request) {
+int race(const StagesRequest& request) {
     const Input input = readFile(request.file);
     const Bytes& plain = input.bytes;
     const ZelLibraryVersion* version = zeldcGetLibVersion();
@@ -161,25 +154,13 @@ int runStages(const Request& request) {
 
 }  // namespace
 
-void addStagesCommand(CLI::App& app, int& exitStatus) {
-    auto* command = app.add_subcommand(
-        "stages", "Run every chain of the library's stages on a file (its first 64 MiB)");
-    command->footer(
-        "Examples:\n"
-        "  zeldc stages notes.txt                  a table of ratio and speed\n"
-        "  zeldc stages --plot out.svg notes.txt   and a drawing of it");
-    auto request = std::make_shared<Request>();
-    command->add_option("FILE", request->file, "File to read; -: standard input")->required();
-    command->add_flag("--json", request->json, "Print JSON");
-    command->add_option("--plot", request->plotFile, "Draw speed against ratio to this SVG file");
-    command->callback([request, &exitStatus] {
-        try {
-            exitStatus = runStages(*request);
-        } catch (const Failure& failure) {
-            say(request->file, failure.what());
-            exitStatus = 1;
-        }
-    });
+int runStages(const StagesRequest& request) {
+    try {
+        return race(request);
+    } catch (const Failure& failure) {
+        say(request.file, failure.what());
+        return 1;
+    }
 }
 
 }  // namespace tool

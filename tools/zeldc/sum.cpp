@@ -38,27 +38,19 @@ Sums sumUp(const std::string& name) {
 
 }  // namespace
 
-void addSumCommand(CLI::App& app, int& exitStatus) {
-    auto* command = app.add_subcommand("sum", "Print CRC-32, bzip2 CRC and Adler-32 of files");
-    command->footer(
-        "Examples:\n"
-        "  zeldc sum notes.txt copy.txt      a line for each file\n"
-        "  zeldc gunzip -c a.gz | zeldc sum  of what a pipe delivers");
-    auto files = std::make_shared<std::vector<std::string>>();
-    command->add_option("FILE", *files, "Files to read; - or none: standard input");
-    command->callback([files, &exitStatus] {
-        if (files->empty()) files->emplace_back("-");
-        for (const auto& name : *files) {
-            try {
-                const Sums sums = sumUp(name);
-                std::printf("crc32 %08x  bzip2 %08x  adler32 %08x  %s\n", sums.crc32, sums.bzip2,
-                            sums.adler32, name.c_str());
-            } catch (const Failure& failure) {
-                say(name, failure.what());
-                exitStatus = 1;
-            }
+int printSums(const std::vector<std::string>& files) {
+    int exitStatus = 0;
+    for (const auto& name : files) {
+        try {
+            const Sums sums = sumUp(name);
+            std::printf("crc32 %08x  bzip2 %08x  adler32 %08x  %s\n", sums.crc32, sums.bzip2,
+                        sums.adler32, name.c_str());
+        } catch (const Failure& failure) {
+            say(name, failure.what());
+            exitStatus = 1;
         }
-    });
+    }
+    return exitStatus;
 }
 
 }  // namespace tool

@@ -1,13 +1,23 @@
-// gzip, gunzip, bzip2, bunzip2, compress, decompress: from arguments to options.
+// From arguments to options. The one file that knows the argument parser, whose templates take long
+// to compile.
+#include "command_line.hpp"
+
+#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
+#include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "commands.hpp"
 #include "file_task.hpp"
+#include "zeldc.h"
 
 namespace tool {
 namespace {
@@ -184,11 +194,82 @@ void addCommand(CLI::App& app, const CommandForm& form, int& exitStatus) {
     });
 }
 
+void addSumCommand(CLI::App& app, int& exitStatus) {
+    auto* command = app.add_subcommand("sum", "Print CRC-32, bzip2 CRC and Adler-32 of files");
+    command->footer(
+        "Examples:\n"
+        "  zeldc sum notes.txt copy.txt      a line for each file\n"
+        "  zeldc gunzip -c a.gz | zeldc sum  of what a pipe delivers");
+    auto files = std::make_shared<std::vector<std::string>>();
+    command->add_option("FILE", *files, "Files to read; - or none: standard input");
+    command->callback([files, &exitStatus] {
+        if (files->empty()) files->emplace_back("-");
+        exitStatus = printSums(*files);
+    });
+}
+
+void addStagesCommand(CLI::App& app, int& exitStatus) {
+    auto* command = app.add_subcommand(
+        "stages", "Run every chain of the library's stages on a file (its first 64 MiB)");
+    command->footer(
+        "Examples:\n"
+        "  zeldc stages notes.txt                  a table of ratio and speed\n"
+        "  zeldc stages --plot out.svg notes.txt   and a drawing of it");
+    auto request = std::make_shared<StagesRequest>();
+    command->add_option("FILE", request->file, "File to read; -: standard input")->required();
+    command->add_flag("--json", request->json, "Print JSON");
+    command->add_option("--plot", request->plotFile, "Draw speed against ratio to this SVG file");
+    command->callback([request, &exitStatus] { exitStatus = runStages(*request); });
+}
+
+// The arguments, last one first, as the parser wants them. It takes a word in square brackets for a
+// list of words; such a name of a file is given in another form.
+std::vector<std::string> argumentsOf(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    while (--argc > 0) {
+        const std::string argument = argv[argc];
+        const bool listLike = argument.starts_with('[') && argument.ends_with(']');
+        arguments.push_back(listLike ? "./" + argument : argument);
+    }
+    return arguments;
+}
+
+void describe(CLI::App& app) {
+    app.name("zeldc");
+    app.require_subcommand(1);
+    app.set_version_flag("-V,--version", std::string("zeldc ") + zeldcGetLibVersion()->version);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string("zeldc: ") + error.what() + " (--help tells more)\n";
+    });
+    app.footer(
+        "Examples:\n"
+        "  zeldc gzip notes.txt              notes.txt becomes notes.txt.gz\n"
+        "  zeldc decompress a.gz b.bz2       become a and b\n"
+        "  zeldc bzip2 -k -j 4 big.tar       with four threads, keeping the file\n"
+        "  zeldc gzip --help                 the options of a command");
+}
+
 }  // namespace
 
-void addCompressionCommands(CLI::App& app, int& exitStatus) {
+int runCommandLine(int argc, char** argv) {
+    CLI::App app{"Compress and restore .gz and .bz2 files, and look inside every stage."};
+    describe(app);
+    int exitStatus = 0;
     for (const CommandForm& form : kForms)
         addCommand(app, form, exitStatus);
+    addSumCommand(app, exitStatus);
+    addStagesCommand(app, exitStatus);
+    try {
+        app.parse(argumentsOf(argc, argv));
+    } catch (const CLI::ParseError& error) {
+        exitStatus = app.exit(error) == 0 ? 0 : 1;
+    }
+    // What was printed may have been waiting for this.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        std::fprintf(stderr, "zeldc: cannot write: %s\n", std::strerror(errno));
+        return 1;
+    }
+    return exitStatus;
 }
 
 }  // namespace tool
