@@ -195,9 +195,12 @@ TEST(DeflateDecodeFixed, EndOfStreamGivesBackWhatFollows) {
 
 // The farthest distance from just before where it is the call's own output.
 TEST(DeflateDecodeFixed, FarthestDistance) {
-    for (const size_t before : {32766U, 32767U, 32768U}) {
+    for (size_t i = 0; i < 18; ++i) {
+        const size_t before = 32766 + i % 3;
+        const size_t run = 3 + i / 3;  // moves the literals against the rounds of the loop
         BitWriter writer;
-        writer.header(true, 1).fixedText(std::string(before, 'q')).fixed(285);
+        writer.header(true, 1).fixed('q').fixed(static_cast<uint32_t>(254 + run)).fixedDistance(0);
+        writer.fixedText(std::string(before - 1 - run, 'q')).fixed(285);
         writer.fixedDistance(29, 8191, 13).fixed(256).bytes(Bytes(40, 0));
         State state;
         expand(literals(bytesOf("yz")), 9, state);
@@ -215,27 +218,30 @@ TEST(DeflateDecodeDynamic, LooksAheadForCodeLengths) {
     litLen[256] = 1;
     const CanonicalCode code(litLen);
     for (size_t i = 0; i < 32; ++i) {
-        const Bytes plain(1 + i / 4, 'a');
+        // Literals of nine bits in a block before it move the lengths within a byte.
         const size_t padding = i % 4;
         BitWriter writer;
+        writer.header(false, 1).fixedText(std::string(i / 4, '\xE0')).fixed(256);
         support::writeDynamicHeader(writer, true, litLen, {1});
         const size_t lastLength = writer.bitCount() - 4;
-        for (const uint8_t byte : plain)
-            code.write(writer, byte);
+        code.write(writer, 'a');
         code.write(writer, 256);
         const Bytes stream = writer.get();
         Bytes padded = stream;
         padded.insert(padded.end(), padding, 0);
         State state;
-        const Call call = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, padded, 9, state);
+        const Call before = callBytes(zelsDecodeLZ77FixedHuffFull_8u, padded, 9, state);
+        const Call call =
+            callBytes(zelsDecodeLZ77DynamicHuffFull_8u, slice(padded, before.consumed), 9, state);
         const bool enough = padded.size() * 8 - lastLength >= 22;
         EXPECT_EQ(call.status, enough ? zelStsStreamEnd : zelStsSrcExhausted) << i;
         if (enough) {
-            EXPECT_TRUE(call.out == plain && call.consumed == stream.size());
+            EXPECT_EQ(call.out, bytesOf("a"));
+            EXPECT_EQ(before.consumed + call.consumed, stream.size());
             continue;
         }
         const Call rest = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, Bytes(3, 0), 9, state);
-        EXPECT_TRUE(rest.status == zelStsStreamEnd && rest.out == plain);
+        EXPECT_TRUE(rest.status == zelStsStreamEnd && rest.out == bytesOf("a"));
         // Everything behind the block is given back, the padding of the call before too, and the
         // state holds nothing.
         EXPECT_EQ(static_cast<std::ptrdiff_t>(rest.consumed),
