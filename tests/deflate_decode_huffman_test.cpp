@@ -90,6 +90,10 @@ TEST(DeflateDecodeFixed, EmptySourceFinishesWhatIsThere) {
     EXPECT_TRUE(call.status == zelStsDstFull && call.out == Bytes(100, 'x'));
     call = callBytes(zelsDecodeLZ77FixedHuffFull_8u, {}, 159, second);
     EXPECT_TRUE(call.status == zelStsDstFull && call.out == Bytes(159, 'x'));
+    State third;
+    expand({{'x', 0}, {9, 1}}, 4, third);
+    call = callBytes(zelsDecodeLZ77FixedHuffFull_8u, match.get(), 6, third);
+    EXPECT_TRUE(call.status == zelStsDstFull && call.consumed == 0 && call.out == Bytes(6, 'x'));
     Bytes last = match.get();
     last.erase(last.begin(), last.begin() + 3);
     call = callBytes(zelsDecodeLZ77FixedHuffFull_8u, last, 1, second);
@@ -177,6 +181,34 @@ TEST(DeflateDecodeFixed, EndOfStreamGivesBackWhatFollows) {
     EXPECT_EQ(expand({{'a', 0}, {'b', 0}}, 1, state).status, zelStsDstFull);
     zelsDecodeLZ77Reset_8u(state);
     EXPECT_EQ(expand({{'a', 0}}, 10, state).status, zelStsOk);
+
+    // So do the final flag, and the history without what the final call put out.
+    BitWriter again;
+    again.header(false, 1).fixed(257).fixedDistance(2).fixed(256);
+    State one;
+    EXPECT_EQ(expand(literals(bytesOf("xyz")), 10, one).status, zelStsOk);
+    EXPECT_EQ(callBytes(zelsDecodeLZ77FixedHuffFull_8u, writer.get(), 50, one).status,
+              zelStsStreamEnd);
+    const Call last = callBytes(zelsDecodeLZ77FixedHuffFull_8u, again.get(), 50, one);
+    EXPECT_TRUE(last.status == zelStsStreamEnd && last.out == bytesOf("xyz"));
+}
+
+// The farthest distance from just before where it is the call's own output.
+TEST(DeflateDecodeFixed, FarthestDistance) {
+    for (size_t i = 0; i < 18; ++i) {
+        const size_t before = 32766 + i % 3;
+        const size_t run = 3 + i / 3;  // moves the literals against the rounds of the loop
+        BitWriter writer;
+        writer.header(true, 1).fixed('q').fixed(static_cast<uint32_t>(254 + run)).fixedDistance(0);
+        writer.fixedText(std::string(before - 1 - run, 'q')).fixed(285);
+        writer.fixedDistance(29, 8191, 13).fixed(256).bytes(Bytes(40, 0));
+        State state;
+        expand(literals(bytesOf("yz")), 9, state);
+        const Call call = callBytes(zelsDecodeLZ77FixedHuffFull_8u, writer.get(), 40000, state);
+        EXPECT_EQ(call.status, zelStsStreamEnd);
+        const std::string old = std::string("yz").substr(before - 32766);
+        EXPECT_EQ(slice(call.out, before), bytesOf(old + std::string(258 - old.size(), 'q')));
+    }
 }
 
 // The bits of the code lengths end less than 22 bits before the source does.
@@ -184,22 +216,28 @@ TEST(DeflateDecodeDynamic, LooksAheadForCodeLengths) {
     std::vector<uint16_t> litLen(257, 0);
     litLen['a'] = 1;
     litLen[256] = 1;
-    BitWriter writer;
-    support::writeDynamicHeader(writer, true, litLen, {1});
     const CanonicalCode code(litLen);
-    code.write(writer, 'a');
-    code.write(writer, 256);
-    const Bytes stream = writer.get();
-    for (const size_t padding : {0U, 1U, 2U, 3U}) {
+    for (size_t i = 0; i < 32; ++i) {
+        // Literals of nine bits in a block before it move the lengths within a byte.
+        const size_t padding = i % 4;
+        BitWriter writer;
+        writer.header(false, 1).fixedText(std::string(i / 4, '\xE0')).fixed(256);
+        support::writeDynamicHeader(writer, true, litLen, {1});
+        const size_t lastLength = writer.bitCount() - 4;
+        code.write(writer, 'a');
+        code.write(writer, 256);
+        const Bytes stream = writer.get();
         Bytes padded = stream;
         padded.insert(padded.end(), padding, 0);
         State state;
-        const Call call = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, padded, 9, state);
-        // The last length starts 4 + 2 bits before the end, which padding to a byte moves.
-        const size_t ahead = stream.size() * 8 - (writer.bitCount() - 6) + 8 * padding;
-        EXPECT_EQ(call.status, ahead >= 22 ? zelStsStreamEnd : zelStsSrcExhausted) << padding;
-        if (ahead >= 22) {
-            EXPECT_TRUE(call.out == bytesOf("a") && call.consumed == stream.size());
+        const Call before = callBytes(zelsDecodeLZ77FixedHuffFull_8u, padded, 9, state);
+        const Call call =
+            callBytes(zelsDecodeLZ77DynamicHuffFull_8u, slice(padded, before.consumed), 9, state);
+        const bool enough = padded.size() * 8 - lastLength >= 22;
+        EXPECT_EQ(call.status, enough ? zelStsStreamEnd : zelStsSrcExhausted) << i;
+        if (enough) {
+            EXPECT_EQ(call.out, bytesOf("a"));
+            EXPECT_EQ(before.consumed + call.consumed, stream.size());
             continue;
         }
         const Call rest = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, Bytes(3, 0), 9, state);
@@ -217,12 +255,14 @@ TEST(DeflateDecodeDynamic, OddCodesAreAcceptedAndTheirHolesAreNot) {
     std::vector<uint16_t> litLen(288, 0);
     litLen['a'] = 2;
     litLen['b'] = 13;
-    litLen[256] = 3;
-    litLen[287] = 3;
+    for (const size_t symbol : {256U, 257U, 286U, 287U})
+        litLen[symbol] = 3;
     std::vector<uint16_t> distance(32, 0);
     distance[0] = 9;
+    distance[30] = 2;
     distance[31] = 15;
     const CanonicalCode code(litLen);
+    const CanonicalCode distanceCode(distance);
     const auto run = [&](auto write) {
         BitWriter writer;
         support::writeDynamicHeader(writer, false, litLen, distance);
@@ -240,12 +280,34 @@ TEST(DeflateDecodeDynamic, OddCodesAreAcceptedAndTheirHolesAreNot) {
         EXPECT_EQ(pairs.status, call.status);
         EXPECT_EQ(static_cast<size_t>(pairs.consumed), call.consumed);
         EXPECT_LE(call.consumed, content / 8 + 1);
+        // Too short for the fast loop: the careful one stops at the same byte.
+        State careful;
+        const Bytes few = slice(writer.get(), 0, content / 8 + 4);
+        const Call slow = callBytes(zelsDecodeLZ77DynamicHuffFull_8u, few, 1000, careful);
+        EXPECT_TRUE(slow.status == call.status && slow.consumed == call.consumed);
         return call.status;
+    };
+    const auto distanceOf = [&](size_t symbol) {
+        return run([&](BitWriter& w) {
+            code.write(w, 257);
+            distanceCode.write(w, symbol);
+        });
     };
     EXPECT_EQ(run([&](BitWriter& w) { code.write(w, 256); }), zelStsOk);
     EXPECT_EQ(run([&](BitWriter& w) { code.write(w, 287); }), zelStsBadSize);
     EXPECT_EQ(run([&](BitWriter&) {}), zelStsBadSize);                         // 1111...
-    EXPECT_EQ(run([&](BitWriter& w) { w.code(0x1001, 13); }), zelStsBadSize);  // behind 'b'
+    EXPECT_EQ(run([&](BitWriter& w) { w.code(0x1801, 13); }), zelStsBadSize);  // behind 'b'
+    EXPECT_EQ(run([&](BitWriter& w) {
+                  code.write(w, 286);
+                  distanceCode.write(w, 0);
+              }),
+              zelStsBadSize);
+    EXPECT_EQ(distanceOf(30), zelStsBadSize);
+    EXPECT_EQ(distanceOf(31), zelStsBadSize);
+    EXPECT_EQ(run([&](BitWriter& w) { code.write(w, 257); }), zelStsBadSize);
+    // An over-subscribed code has no valid distance at all.
+    distance.assign(3, 1);
+    EXPECT_EQ(distanceOf(0), zelStsBadSize);
 }
 
 TEST(DeflateDecodeDynamic, HeadersThatFail) {

@@ -349,8 +349,9 @@ TEST(DeflateDecodeStored, EmptyBrokenAndLong) {
     EXPECT_TRUE(call.status == zelStsDstFull && call.consumed == 50004);
     EXPECT_EQ(history(fresh, kWindow), slice(content, 17232, 50000));
     const Bytes rest(stream.begin() + 50005, stream.end());
-    EXPECT_EQ(callBytes(stored, slice(rest, 0, 10), 11, fresh).status, zelStsSrcExhausted);
-    EXPECT_EQ(callBytes(stored, slice(rest, 10), 9990, fresh).status, zelStsStreamEnd);
+    EXPECT_EQ(callBytes(stored, slice(rest, 0, 10), 10, fresh).status, zelStsDstFull);
+    EXPECT_EQ(callBytes(stored, slice(rest, 10, 20), 11, fresh).status, zelStsSrcExhausted);
+    EXPECT_EQ(callBytes(stored, slice(rest, 20), 9980, fresh).status, zelStsStreamEnd);
     EXPECT_EQ(history(fresh, kWindow), tail(content, kWindow));
 }
 

@@ -9,9 +9,9 @@ namespace {
 ZelStatus readHeader(DecodeProgress& progress, BitSource& bits, uint32_t kind) {
     if (bits.count() < 3) {
         // Two bytes at once from an even address: seen only when the header is then refused.
-        const bool one = bits.srcLeft() == 1 || (reinterpret_cast<uintptr_t>(bits.srcNext()) & 1);
+        const bool even = (reinterpret_cast<uintptr_t>(bits.srcNext()) & 1) == 0;
         if (!bits.takeByte()) return zelStsSrcExhausted;
-        if (!one) bits.takeByte();
+        if (even) bits.takeByte();
     }
     const auto header = static_cast<uint32_t>(bits.peek()) & 7;
     if (header >> 1 != kind) return zelStsBadData;
@@ -220,8 +220,7 @@ ZelStatus resynchronise(BitSource& bits) {
         if (static_cast<uint32_t>(bits.peek()) == kMarker) break;
         bits.consume(8);
     }
-    bits.consume(32);
-    bits.handBack();
+    // What is left now was there before this call.
     bits.clear();
     return zelStsOk;
 }

@@ -36,7 +36,7 @@ constexpr FixedTables makeFixedTables() {
 class WholeMatches {
   public:
     WholeMatches(const SortedCode& litLen, const SortedCode& distance) {
-        if (litLen.oversubscribed || distance.oversubscribed) return;
+        if (distance.oversubscribed) return;
         collectLengths(litLen);
         collectDistances(distance);
     }

@@ -221,7 +221,6 @@ KernelBits<Tier> rewind(KernelBits<Tier> bits, const KernelIo& io, uint32_t back
     const uint64_t fromSource = consumed - buffered;
     const auto used = static_cast<uint32_t>(fromSource) % 8;
     bits = {io.srcNext + fromSource / 8, 0, 0};
-    if (used == 0) return bits;
     bits.bitBuf = static_cast<Word>(*bits.srcNext++) >> used;
     bits.bitCount = 8 - used;
     return bits;
