@@ -342,6 +342,28 @@ TEST(Lzss, DecoderStepByStep) {
     }
 }
 
+// Hundreds of kilobytes from one call, most of them from long matches: at any distance, near and
+// overlapping ones in every other, at each position in a byte.
+TEST(Lzss, DecoderOfLongMatches) {
+    support::Random random(23);
+    for (uint32_t literals = 0; literals < 8; ++literals) {
+        Bytes src = support::randomBytes(7000, literals);
+        for (uint32_t i = 0; i < literals; ++i)
+            src[i] |= 0x80U >> i;
+        for (size_t i = literals; i < src.size(); i += 3)
+            src[i] &= static_cast<uint8_t>(~((i % 2 == 0 ? 0xFFU : 0x80U) >> literals));
+        for (int ends = 0; ends < 6; ++ends) {
+            LzssMemory state(kStateSize);
+            zelsDecodeLZSSInit_8u(state);
+            ModelDecoder model;
+            const size_t capacity = ends == 0 ? 1000000 : 140000 + random.below(100000);
+            ASSERT_EQ(decodeOnce(state, src, capacity), model.decode(src, capacity))
+                << literals << ", " << capacity;
+            ASSERT_EQ(decodeOnce(state, {}, 700), model.decode({}, 700));
+        }
+    }
+}
+
 TEST(Lzss, ArgumentsAreTestedInOrder) {
     LzssMemory memory(kStateSize);
     LzssState* const state = memory;

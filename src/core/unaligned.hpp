@@ -70,6 +70,9 @@ inline void store(void* p, T v) {
     std::memcpy(p, &v, sizeof v);
 }
 
+inline uint16_t byteSwap(uint16_t v) {
+    return __builtin_bswap16(v);
+}
 inline uint32_t byteSwap(uint32_t v) {
     return __builtin_bswap32(v);
 }

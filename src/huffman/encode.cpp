@@ -28,33 +28,35 @@ ZelStatus initEncoder(const S32* frequencies, State& state) {
 
 // Bits wait in the low end of a word here, `count` of them, with anything above; the state keeps
 // them in the high end.
-template <class Word>
 struct BitQueue {
-    Word bits;
+    uint32_t bits;
     uint32_t count;  // below 32 between codes
 
     explicit BitQueue(const State& state) : count(static_cast<uint32_t>(int32_t{state.bitCount})) {
         bits = count == 0 ? 0 : state.bitBuf >> (32 - count);
     }
     void saveTo(State& state) const {
-        state.bitBuf = count == 0 ? 0 : static_cast<uint32_t>(bits) << (32 - count);
+        state.bitBuf = count == 0 ? 0 : bits << (32 - count);
         state.bitCount = static_cast<int32_t>(count);
     }
 };
 
 // Any code lengths: at most 31 bits wait and 32 more come.
-uint8_t* encodeSingly(State& state, const uint8_t* src, const uint8_t* srcEnd, uint8_t* dst) {
-    BitQueue<uint64_t> queue(state);
+uint8_t* encodeSingly(const State& state, BitQueue& queue, const uint8_t* src,
+                      const uint8_t* srcEnd, uint8_t* dst) {
+    uint64_t bits = queue.bits;
+    uint32_t count = queue.count;
     for (; src != srcEnd; ++src) {
         const auto length = static_cast<uint32_t>(int32_t{state.lengths[*src]});
-        queue.bits = queue.bits << length | state.codes[*src];
-        queue.count += length;
-        if (queue.count < 32) continue;
-        queue.count -= 32;
-        storeBe(dst, static_cast<uint32_t>(queue.bits >> queue.count));
+        bits = bits << length | state.codes[*src];
+        count += length;
+        if (count < 32) continue;
+        count -= 32;
+        storeBe(dst, static_cast<uint32_t>(bits >> count));
         dst += 4;
     }
-    queue.saveTo(state);
+    queue.bits = static_cast<uint32_t>(bits);
+    queue.count = count;
     return dst;
 }
 
@@ -62,17 +64,34 @@ uint8_t* encodeSingly(State& state, const uint8_t* src, const uint8_t* srcEnd, u
 // 32-bit word without ever shifting it by all of its width.
 constexpr int32_t kPairableLength = 15;
 
-uint8_t* encodeInPairs(State& state, const uint8_t* src, const uint8_t* srcEnd, uint8_t* dst) {
-    // Code and length of a byte in one word: one load in place of two.
+// Code and length of a byte in one word: one load in place of two. Longer codes, which are rare
+// where they suit the source, are marked and coded singly.
+constexpr uint32_t kLongCode = 1U << 31;
+static_assert(kPairableLength < 16 && kPairableLength + 4 < 31);
+
+uint32_t tableEntry(uint32_t code, int32_t length) {
+    return length <= kPairableLength ? code << 4 | static_cast<uint32_t>(length) : kLongCode;
+}
+
+template <bool longCodes>
+uint8_t* encodeInPairs(const State& state, BitQueue& queue, const uint8_t* src,
+                       const uint8_t* srcEnd, uint8_t* dst) {
     uint32_t table[kSymbols];
     for (int32_t i = 0; i < kSymbols; ++i)
-        table[i] = state.codes[i] << 4 | static_cast<uint32_t>(int32_t{state.lengths[i]});
-    BitQueue<uint32_t> queue(state);
+        table[i] = tableEntry(state.codes[i], state.lengths[i]);
     uint32_t bits = queue.bits;
     uint32_t count = queue.count;
     for (; src != srcEnd; src += 2) {
         const uint32_t first = table[src[0]];
         const uint32_t second = table[src[1]];
+        if (longCodes && ((first | second) & kLongCode) != 0) [[unlikely]] {
+            queue.bits = bits;
+            queue.count = count;
+            dst = encodeSingly(state, queue, src, src + 2, dst);
+            bits = queue.bits;
+            count = queue.count;
+            continue;
+        }
         const uint32_t secondLength = second & 15;
         const uint32_t joined = (first >> 4) << secondLength | second >> 4;
         const uint32_t length = (first & 15) + secondLength;
@@ -88,7 +107,6 @@ uint8_t* encodeInPairs(State& state, const uint8_t* src, const uint8_t* srcEnd, 
     }
     queue.bits = bits;
     queue.count = count;
-    queue.saveTo(state);
     return dst;
 }
 
@@ -96,12 +114,17 @@ uint8_t* encodeInPairs(State& state, const uint8_t* src, const uint8_t* srcEnd, 
 constexpr ptrdiff_t kWorthPairing = 1024;
 
 uint8_t* encode(State& state, const uint8_t* src, const uint8_t* srcEnd, uint8_t* dst) {
-    if (srcEnd - src >= kWorthPairing && state.maxLength <= kPairableLength) {
+    BitQueue queue(state);
+    if (srcEnd - src >= kWorthPairing) {
         const uint8_t* const pairsEnd = srcEnd - (srcEnd - src) % 2;
-        dst = encodeInPairs(state, src, pairsEnd, dst);
+        dst = state.maxLength <= kPairableLength
+                  ? encodeInPairs<false>(state, queue, src, pairsEnd, dst)
+                  : encodeInPairs<true>(state, queue, src, pairsEnd, dst);
         src = pairsEnd;
     }
-    return encodeSingly(state, src, srcEnd, dst);
+    dst = encodeSingly(state, queue, src, srcEnd, dst);
+    queue.saveTo(state);
+    return dst;
 }
 
 // Writes the `count` bits at the top of `bits`, in whole bytes.

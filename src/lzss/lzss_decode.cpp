@@ -141,9 +141,9 @@ class Decoder {
     // incomplete match at the end, that the overrun is overwritten: what is not reported is as it
     // was.
     static constexpr uint32_t kLiterals = 3;
-    static constexpr uint32_t kOverrun = 32;
+    static constexpr uint32_t kOverrun = 48;
     static constexpr uint32_t kMostBits = 7 + kLiterals * kLiteralBits + kMatchBits;
-    static constexpr ptrdiff_t kSrcNeeded = 48;
+    static constexpr ptrdiff_t kSrcNeeded = 72;
     static_assert(8 * kSrcNeeded >= kMostBits + kOverrun * kLiteralBits + kMatchBits);
     static constexpr ptrdiff_t kRoomNeeded = kLiterals + kMaxMatch + kOverrun + 1;
 
@@ -151,7 +151,7 @@ class Decoder {
         return srcEnd_ - srcNext_ >= kSrcNeeded && dstEnd_ - dstNext_ >= kRoomNeeded;
     }
     void runFast();
-    template <bool nearStart>
+    template <bool nearStart, uint32_t copiedAtOnce>
     [[gnu::noinline]] uint8_t* decodeRounds(BitPosition& at, uint8_t* dst,
                                             const uint8_t* dstLimit) const;
     [[gnu::noinline]] uint8_t* copyHardMatch(uint8_t* dst, uint32_t field, uint32_t length) const;
@@ -204,7 +204,7 @@ uint8_t* Decoder::copyHardMatch(uint8_t* dst, uint32_t field, uint32_t length) c
 // is a match. What is left is the chain from one round's position to the next one's, and half of
 // that runs ahead: a match takes exactly 3 bytes, so the words behind it are loaded before it is
 // known how many literals come first. Then they are shifted by those.
-template <bool nearStart>
+template <bool nearStart, uint32_t copiedAtOnce>
 uint8_t* Decoder::decodeRounds(BitPosition& at, uint8_t* dst, const uint8_t* dstLimit) const {
     using Word = Ahead::Word;
     constexpr uint32_t kBits = Ahead::kBits;
@@ -250,9 +250,9 @@ uint8_t* Decoder::decodeRounds(BitPosition& at, uint8_t* dst, const uint8_t* dst
         const bool reached = !nearStart || field <= static_cast<size_t>(dst - dstBegin);
         if (reached && field >= length) [[likely]] {
             const uint8_t* const from = dst - field;
-            copy16(dst, from);
-            copy16(dst + 16, from + 16);
-            for (uint32_t copied = 32; copied < length; copied += 16)
+            for (uint32_t copied = 0; copied < copiedAtOnce; copied += 16)
+                copy16(dst + copied, from + copied);
+            for (uint32_t copied = copiedAtOnce; copied < length; copied += 16)
                 copy16(dst + copied, from + copied);
             dst += length;
         } else {
@@ -266,15 +266,24 @@ uint8_t* Decoder::decodeRounds(BitPosition& at, uint8_t* dst, const uint8_t* dst
 void Decoder::runFast() {
     BitPosition at{};
     if (!findBitPosition(srcBegin_, srcNext_, bitCount_, at)) return;
-    // Behind so much output no field that 16 bits hold, of a match or not, reaches before it.
-    constexpr ptrdiff_t kFarthest = 1 << 16;
     const uint8_t* const dstLimit = dstEnd_ - kRoomNeeded;
     uint8_t* dst = dstNext_;
-    if (dstLimit - dstBegin_ > kFarthest) {
-        dst = decodeRounds<true>(at, dst, dstBegin_ + kFarthest);
-        dst = decodeRounds<false>(at, dst, dstLimit);
-    } else {
-        dst = decodeRounds<true>(at, dst, dstLimit);
+    const auto limitAfter = [dstLimit](const uint8_t* from, ptrdiff_t size) {
+        return dstLimit - from > size ? from + size : dstLimit;
+    };
+    // Behind so much output no field that 16 bits hold, of a match or not, reaches before it.
+    const uint8_t* partLimit = limitAfter(dstBegin_, 1 << 16);
+    dst = decodeRounds<true, 32>(at, dst, partLimit);
+    // Where a few bytes make many, many matches are longer than 32 bytes. Part by part, what the
+    // last one was like tells how the next is decoded.
+    bool longMatches = false;
+    while (dst > partLimit && partLimit != dstLimit) {
+        const uint8_t* const srcBefore = at.byte;
+        const uint8_t* const dstBefore = dst;
+        partLimit = limitAfter(dst, 1 << 16);
+        dst = longMatches ? decodeRounds<false, 48>(at, dst, partLimit)
+                          : decodeRounds<false, 32>(at, dst, partLimit);
+        longMatches = dst - dstBefore > 5 * (at.byte - srcBefore) / 2;
     }
     dstNext_ = dst;
     const HeldBits held = holdFrom(at, srcNext_);

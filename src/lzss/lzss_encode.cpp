@@ -23,31 +23,49 @@ static_assert(7 + kMatchBits <= 31 && 7 + kLiteralBits <= 16);
 class TokenWriter {
   public:
     TokenWriter(const State& state, uint8_t* dst, uint8_t* dstEnd)
-        : dstNext_(dst), dstEnd_(dstEnd), bitBuf_(state.bitBuf), bitCount_(state.bitCount) {}
+        : dstNext_(dst),
+          dstEnd_(dstEnd),
+          ampleEnd_(dst + std::max<ptrdiff_t>(dstEnd - dst - kAmple + 1, 0)),
+          bitBuf_(state.bitBuf),
+          bitCount_(state.bitCount) {}
 
-    void putLiteral(uint32_t byte) { put(kLiteralFlag | byte, kLiteralBits); }
-    void putMatch(uint32_t distance, uint32_t length) {
-        put(distance << kMatchLengthBits | (length - kMinMatch), kMatchBits);
+    // Both return false when the destination is full behind the token. They may write one byte more
+    // than is whole; it is overwritten, for more than a byte follows.
+    bool putLiteral(uint32_t byte) {
+        const uint32_t token = kLiteralFlag | byte;
+        if (dstNext_ >= ampleEnd_) [[unlikely]]
+            return putSlowly(token, kLiteralBits);
+        bitBuf_ |= token << (32 - kLiteralBits - bitCount_);
+        bitCount_ += kLiteralBits;
+        storeBe(dstNext_, static_cast<uint16_t>(bitBuf_ >> 16));
+        dstNext_ += bitCount_ >> 3;
+        bitBuf_ <<= bitCount_ & ~7U;
+        bitCount_ &= 7;
+        return true;
+    }
+    bool putMatch(uint32_t distance, uint32_t length) {
+        const uint32_t token = distance << kMatchLengthBits | (length - kMinMatch);
+        if (dstNext_ >= ampleEnd_) [[unlikely]]
+            return putSlowly(token, kMatchBits);
+        // Whole bytes: as many bits are pending behind them as before.
+        bitBuf_ |= token << (32 - kMatchBits - bitCount_);
+        storeBe(dstNext_, bitBuf_);
+        dstNext_ += kMatchBits / 8;
+        bitBuf_ <<= kMatchBits;
+        return true;
+    }
+    // Writes no byte but whole ones.
+    [[gnu::noinline]] bool putSlowly(uint32_t token, uint32_t length) {
+        bitBuf_ |= token << (32 - length - bitCount_);
+        bitCount_ += length;
+        drain();
+        return dstNext_ != dstEnd_;
     }
     // Moves whole bytes out as far as there is room.
     void drain() {
         for (; bitCount_ >= 8 && dstNext_ != dstEnd_; bitCount_ -= 8, bitBuf_ <<= 8)
             *dstNext_++ = static_cast<uint8_t>(bitBuf_ >> 24);
     }
-    // The same behind a literal or a match that found less than a byte pending. They may write one
-    // byte more than is whole; it is overwritten, for more than a byte follows.
-    void drainLiteral() {
-        if (dstEnd_ - dstNext_ < 2) return drain();
-        dstNext_[0] = static_cast<uint8_t>(bitBuf_ >> 24);
-        dstNext_[1] = static_cast<uint8_t>(bitBuf_ >> 16);
-        dropWholeBytes();
-    }
-    void drainMatch() {
-        if (dstEnd_ - dstNext_ < 4) return drain();
-        storeBe(dstNext_, bitBuf_);
-        dropWholeBytes();
-    }
-    bool full() const { return dstNext_ == dstEnd_; }
     bool holdsWholeByte() const { return bitCount_ >= 8; }
     uint8_t* dstNext() const { return dstNext_; }
     void saveTo(State& state) const {
@@ -56,19 +74,14 @@ class TokenWriter {
     }
 
   private:
-    void put(uint32_t token, uint32_t length) {
-        bitCount_ += length;
-        bitBuf_ |= token << (32 - bitCount_);
-    }
-    void dropWholeBytes() {
-        dstNext_ += bitCount_ >> 3;
-        // At most 24 bits go, for 31 are the most there are.
-        bitBuf_ <<= bitCount_ & ~7U;
-        bitCount_ &= 7;
-    }
+    // Room for the widest store; no token fills it up.
+    static constexpr ptrdiff_t kAmple = sizeof(uint32_t);
+    static_assert(kMatchBits % 8 == 0 && kMatchBits / 8 < kAmple &&
+                  (7 + kLiteralBits) / 8 < kAmple);
 
     uint8_t* dstNext_;
     uint8_t* dstEnd_;
+    uint8_t* ampleEnd_;  // before it there is room for the widest store
     uint32_t bitBuf_;
     uint32_t bitCount_;
 };
@@ -86,22 +99,17 @@ uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& 
         const uint32_t limit = std::min(searchEnd - p, kMaxMatch);
         const Match match = search.longest(p, candidate, limit, kMaxCandidates);
         if (match.length >= kMinMatch) {
-            out.putMatch(p - match.position, match.length);
-            out.drainMatch();
             search.insertUpTo(p + 1, p + match.length);
+            const uint32_t distance = p - match.position;
             p += match.length;
+            if (!out.putMatch(distance, match.length)) return p;
         } else {
-            out.putLiteral(*text.at(p));
-            out.drainLiteral();
-            ++p;
+            if (!out.putLiteral(*text.at(p++))) return p;
         }
-        if (out.full()) return p;
     }
     // Two literals, exactly: more than the byte that a token above may have written too many.
     while (p != text.end()) {
-        out.putLiteral(*text.at(p++));
-        out.drain();
-        if (out.full()) break;
+        if (!out.putSlowly(kLiteralFlag | *text.at(p++), kLiteralBits)) break;
     }
     return p;
 }
