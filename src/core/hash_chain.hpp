@@ -416,8 +416,8 @@ class ChainSearch {
     // The longest match for p among the first `candidates` (at least 1) of the chain from q on, up
     // to `limit` bytes, the nearest of equal ones; only what is longer than `floor` (at least 2)
     // counts. Ends at the first inadmissible candidate. The call has a byte beyond the limit.
-    Match longest(uint32_t p, uint32_t q, uint32_t limit, uint32_t candidates,
-                  uint32_t floor = kMinMatch - 1) {
+    [[gnu::always_inline]] Match longest(uint32_t p, uint32_t q, uint32_t limit,
+                                         uint32_t candidates, uint32_t floor = kMinMatch - 1) {
         if constexpr (counting == Counting::on) candidatesSeen_ += candidates;
         const Match best = walk(p, q, limit, candidates, floor);
         if constexpr (counting == Counting::on) candidatesSeen_ -= candidates;
@@ -426,7 +426,8 @@ class ChainSearch {
 
   private:
     // Leaves in `candidates` how many more it would have looked at.
-    Match walk(uint32_t p, uint32_t q, uint32_t limit, uint32_t& candidates, uint32_t floor) const {
+    [[gnu::always_inline]] Match walk(uint32_t p, uint32_t q, uint32_t limit, uint32_t& candidates,
+                                      uint32_t floor) const {
         Match best{floor, q};
         if (limit <= floor) return best;
         const uint8_t* const here = text_.at(p);
