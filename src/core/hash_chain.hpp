@@ -359,8 +359,13 @@ inline uint32_t matchLength(const uint8_t* a, const uint8_t* b, uint32_t limit) 
 // `anyDistance`: at position 1 or later, wherever its bytes can still be read.
 enum class Reach { window, anyDistance };
 
-// Whether a search counts the candidates it looks at.
+// Whether a search counts its remote candidates: those beyond the first ones, which cost as much
+// wherever they are found.
 enum class Counting { off, on };
+constexpr uint32_t remote(uint32_t candidates) {
+    constexpr uint32_t kClose = 8;
+    return candidates - std::min(candidates, kClose);
+}
 
 struct Match {
     uint32_t length;    // kMinMatch - 1 when there is none
@@ -391,7 +396,8 @@ class ChainSearch {
     // The latest position with the hash of p, without inserting p. Three bytes at p must exist.
     uint32_t candidateAt(uint32_t p) const { return tables_.latest(hashAt(p)); }
 
-    uint32_t candidatesSeen() const { return candidatesSeen_; }
+    // The sum of remote() over the searches.
+    uint32_t remoteCandidates() const { return remoteCandidates_; }
 
     // Inserts p and returns the latest position before it with the same hash.
     uint32_t insert(uint32_t p) { return insertHash(p, hashAt(p)); }
@@ -418,9 +424,9 @@ class ChainSearch {
     // counts. Ends at the first inadmissible candidate. The call has a byte beyond the limit.
     [[gnu::always_inline]] Match longest(uint32_t p, uint32_t q, uint32_t limit,
                                          uint32_t candidates, uint32_t floor = kMinMatch - 1) {
-        if constexpr (counting == Counting::on) candidatesSeen_ += candidates;
+        const uint32_t most = candidates;
         const Match best = walk(p, q, limit, candidates, floor);
-        if constexpr (counting == Counting::on) candidatesSeen_ -= candidates;
+        if constexpr (counting == Counting::on) remoteCandidates_ += remote(most - candidates);
         return best;
     }
 
@@ -479,7 +485,7 @@ class ChainSearch {
     Tables tables_;
     CallText text_;
     uint32_t earliest_;
-    uint32_t candidatesSeen_ = 0;
+    uint32_t remoteCandidates_ = 0;
 };
 
 }  // namespace zeldc
