@@ -65,6 +65,32 @@ inline uint32_t tabulationHash(uint32_t b0, uint32_t b1, uint32_t b2) {
                                  kTabulationRows[2][b2]);
 }
 
+// The hashes of consecutive positions, at a lookup for each byte: of a byte's values in the three
+// rows, each waits for as many bytes as it has to.
+class TabulationHashes {
+  public:
+    explicit TabulationHashes(const uint8_t* bytes)
+        : waiting_(kValues[bytes[0]] >> 16 ^ kValues[bytes[1]]) {}
+
+    // The hash of the next position, whose third byte this is.
+    uint32_t next(uint8_t third) {
+        waiting_ = waiting_ >> 16 ^ kValues[third];
+        return static_cast<uint16_t>(waiting_);
+    }
+
+  private:
+    static constexpr auto kValues = [] {
+        std::array<uint64_t, 256> values{};
+        for (size_t i = 0; i < 256; ++i) {
+            for (size_t row = 0; row < 3; ++row)
+                values[i] |= uint64_t{kTabulationRows[row][i]} << (32 - 16 * row);
+        }
+        return values;
+    }();
+
+    uint64_t waiting_;
+};
+
 // The part of a coder's state that the search works on. chain[p % 32768] is the position before p
 // that had p's hash.
 struct MatchHistory {
@@ -243,8 +269,9 @@ class NarrowTables {
     [[gnu::noinline]] static void enterAll(Memory& memory, const uint8_t* bytes, uint32_t p,
                                            uint32_t above, uint32_t count) {
         const uint8_t* const end = bytes + count;
+        TabulationHashes hashes(bytes);
         do {
-            const uint32_t hash = tabulationHash(bytes[0], bytes[1], bytes[2]);
+            const uint32_t hash = hashes.next(bytes[2]);
             memory.chain[p % kHistorySize] = static_cast<uint16_t>(above - memory.head[hash]);
             memory.head[hash] = static_cast<uint16_t>(above);
             ++p;
@@ -409,14 +436,9 @@ class ChainSearch {
             if (p != stop) tables_.enter(bytes, p, stop - p);
             return;
         }
-        uint32_t b0 = bytes[0];
-        uint32_t b1 = bytes[1];
-        for (; p != stop; ++p, ++bytes) {
-            const uint32_t b2 = bytes[2];
-            insertHash(p, tabulationHash(b0, b1, b2));
-            b0 = b1;
-            b1 = b2;
-        }
+        TabulationHashes hashes(bytes);
+        for (; p != stop; ++p, ++bytes)
+            insertHash(p, hashes.next(bytes[2]));
     }
 
     // The longest match for p among the first `candidates` (at least 1) of the chain from q on, up
