@@ -65,6 +65,32 @@ inline uint32_t tabulationHash(uint32_t b0, uint32_t b1, uint32_t b2) {
                                  kTabulationRows[2][b2]);
 }
 
+// The hashes of consecutive positions, at a lookup for each byte: of a byte's values in the three
+// rows, each waits for as many bytes as it has to.
+class TabulationHashes {
+  public:
+    explicit TabulationHashes(const uint8_t* bytes)
+        : waiting_(kValues[bytes[0]] >> 16 ^ kValues[bytes[1]]) {}
+
+    // The hash of the next position, whose third byte this is.
+    uint32_t next(uint8_t third) {
+        waiting_ = waiting_ >> 16 ^ kValues[third];
+        return static_cast<uint16_t>(waiting_);
+    }
+
+  private:
+    static constexpr auto kValues = [] {
+        std::array<uint64_t, 256> values{};
+        for (size_t i = 0; i < 256; ++i) {
+            for (size_t row = 0; row < 3; ++row)
+                values[i] |= uint64_t{kTabulationRows[row][i]} << (32 - 16 * row);
+        }
+        return values;
+    }();
+
+    uint64_t waiting_;
+};
+
 // The part of a coder's state that the search works on. chain[p % 32768] is the position before p
 // that had p's hash.
 struct MatchHistory {
@@ -243,8 +269,9 @@ class NarrowTables {
     [[gnu::noinline]] static void enterAll(Memory& memory, const uint8_t* bytes, uint32_t p,
                                            uint32_t above, uint32_t count) {
         const uint8_t* const end = bytes + count;
+        TabulationHashes hashes(bytes);
         do {
-            const uint32_t hash = tabulationHash(bytes[0], bytes[1], bytes[2]);
+            const uint32_t hash = hashes.next(bytes[2]);
             memory.chain[p % kHistorySize] = static_cast<uint16_t>(above - memory.head[hash]);
             memory.head[hash] = static_cast<uint16_t>(above);
             ++p;
@@ -359,8 +386,13 @@ inline uint32_t matchLength(const uint8_t* a, const uint8_t* b, uint32_t limit) 
 // `anyDistance`: at position 1 or later, wherever its bytes can still be read.
 enum class Reach { window, anyDistance };
 
-// Whether a search counts the candidates it looks at.
+// Whether a search counts its remote candidates: those beyond the first ones, which cost as much
+// wherever they are found.
 enum class Counting { off, on };
+constexpr uint32_t remote(uint32_t candidates) {
+    constexpr uint32_t kClose = 8;
+    return candidates - std::min(candidates, kClose);
+}
 
 struct Match {
     uint32_t length;    // kMinMatch - 1 when there is none
@@ -391,7 +423,8 @@ class ChainSearch {
     // The latest position with the hash of p, without inserting p. Three bytes at p must exist.
     uint32_t candidateAt(uint32_t p) const { return tables_.latest(hashAt(p)); }
 
-    uint32_t candidatesSeen() const { return candidatesSeen_; }
+    // The sum of remote() over the searches.
+    uint32_t remoteCandidates() const { return remoteCandidates_; }
 
     // Inserts p and returns the latest position before it with the same hash.
     uint32_t insert(uint32_t p) { return insertHash(p, hashAt(p)); }
@@ -403,30 +436,26 @@ class ChainSearch {
             if (p != stop) tables_.enter(bytes, p, stop - p);
             return;
         }
-        uint32_t b0 = bytes[0];
-        uint32_t b1 = bytes[1];
-        for (; p != stop; ++p, ++bytes) {
-            const uint32_t b2 = bytes[2];
-            insertHash(p, tabulationHash(b0, b1, b2));
-            b0 = b1;
-            b1 = b2;
-        }
+        TabulationHashes hashes(bytes);
+        for (; p != stop; ++p, ++bytes)
+            insertHash(p, hashes.next(bytes[2]));
     }
 
     // The longest match for p among the first `candidates` (at least 1) of the chain from q on, up
     // to `limit` bytes, the nearest of equal ones; only what is longer than `floor` (at least 2)
     // counts. Ends at the first inadmissible candidate. The call has a byte beyond the limit.
-    Match longest(uint32_t p, uint32_t q, uint32_t limit, uint32_t candidates,
-                  uint32_t floor = kMinMatch - 1) {
-        if constexpr (counting == Counting::on) candidatesSeen_ += candidates;
+    [[gnu::always_inline]] Match longest(uint32_t p, uint32_t q, uint32_t limit,
+                                         uint32_t candidates, uint32_t floor = kMinMatch - 1) {
+        const uint32_t most = candidates;
         const Match best = walk(p, q, limit, candidates, floor);
-        if constexpr (counting == Counting::on) candidatesSeen_ -= candidates;
+        if constexpr (counting == Counting::on) remoteCandidates_ += remote(most - candidates);
         return best;
     }
 
   private:
     // Leaves in `candidates` how many more it would have looked at.
-    Match walk(uint32_t p, uint32_t q, uint32_t limit, uint32_t& candidates, uint32_t floor) const {
+    [[gnu::always_inline]] Match walk(uint32_t p, uint32_t q, uint32_t limit, uint32_t& candidates,
+                                      uint32_t floor) const {
         Match best{floor, q};
         if (limit <= floor) return best;
         const uint8_t* const here = text_.at(p);
@@ -478,7 +507,7 @@ class ChainSearch {
     Tables tables_;
     CallText text_;
     uint32_t earliest_;
-    uint32_t candidatesSeen_ = 0;
+    uint32_t remoteCandidates_ = 0;
 };
 
 }  // namespace zeldc

@@ -56,7 +56,7 @@ struct EncodeState {
     // The tables start narrow. A full flush asks for distances and stale positions that only wide
     // ones can hold, until the next Init or Reset.
     uint8_t wideTables;
-    // Best level: candidates that the last searches looked at, per 256 bytes.
+    // Best level: remote candidates of the last searches, per 256 bytes; 0 is not known.
     U32 effort;
 
     S32 level;

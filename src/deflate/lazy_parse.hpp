@@ -27,8 +27,9 @@ struct Carried {
 // which is then carried over to it. Steps begin at p and before `pause`, while there is room for
 // pairs; returns the position reached. Matches end at `stop`, where `pause` is or before it.
 template <class Search>
-uint32_t parseLazily(Search& search, uint32_t p, uint32_t pause, uint32_t stop, Carried& carriedIn,
-                     U32*& pairs, U32* pairEnd) {
+[[gnu::always_inline]] inline uint32_t parseLazily(Search& search, uint32_t p, uint32_t pause,
+                                                   uint32_t stop, Carried& carriedIn, U32*& pairs,
+                                                   U32* pairEnd) {
     const auto limitAt = [stop](uint32_t at) { return std::min(stop - at, kMaxMatch); };
     U32* pairNext = pairs;
     bool carried = carriedIn.length != 0;

@@ -12,8 +12,8 @@
 namespace zeldc::deflate {
 namespace {
 
-// What it takes to sort, in candidates on chains that it would save: with the tables to be made
-// again afterwards, and for one block more.
+// What it takes to sort, in remote candidates on chains that it would save: with the tables to be
+// made again afterwards, and for one block more.
 constexpr uint32_t kWorthSorting = 49152;
 constexpr uint32_t kWorthAnotherBlock = 32768;
 // The most positions between two looks at what is faster, and the first ones of a stream, of which
@@ -46,7 +46,7 @@ void note(EncodeState& state, uint32_t candidates, uint32_t positions) {
     state.effort = std::max(effort, uint32_t{1});
 }
 
-// How many candidates the next block is expected to have.
+// How many remote candidates the next block is expected to have.
 uint32_t candidatesAhead(const EncodeState& state, const Rest& rest) {
     return state.effort * (std::min({rest.size, rest.room(), kPart}) / 256);
 }
@@ -59,14 +59,14 @@ void parseAlongChains(EncodeState& state, Rest& rest, uint32_t most) {
     const uint32_t pause = first + std::min(stop - first, most);
     const uint32_t reached =
         parseLazily(search, first, pause, stop, rest.carried, rest.pairNext, rest.pairEnd);
-    note(state, search.candidatesSeen(), reached - first);
+    note(state, search.remoteCandidates(), reached - first);
     endCall(state.history, rest.src, reached - first);
     rest.consume(reached - first);
 }
 
 void parseBlock(EncodeState& state, SortedSearch& search, Rest& rest) {
     constexpr uint32_t first = SortedSearch::kFirst;
-    const uint32_t seen = search.candidatesSeen();
+    const uint32_t seen = search.remoteCandidates();
     const uint32_t end = first + search.beginBlock(rest.src, rest.size, kBestTail);
     const uint32_t stop = first + rest.size - kBestTail;
     // A step searches at the position after its own, too; at `stop` there is nothing to be found.
@@ -74,7 +74,7 @@ void parseBlock(EncodeState& state, SortedSearch& search, Rest& rest) {
     const uint32_t reached =
         parseLazily(search, first, pause, stop, rest.carried, rest.pairNext, rest.pairEnd);
     search.endBlock(reached);
-    note(state, search.candidatesSeen() - seen, reached - first);
+    note(state, search.remoteCandidates() - seen, reached - first);
     rest.consume(reached - first);
 }
 

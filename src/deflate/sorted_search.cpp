@@ -13,14 +13,9 @@ namespace {
 // Calls use(i, hash) for each of `size` positions from `bytes` on.
 template <class Use>
 void forHashes(const uint8_t* bytes, uint32_t size, Use use) {
-    uint32_t b0 = bytes[0];
-    uint32_t b1 = bytes[1];
-    for (uint32_t i = 0; i != size; ++i) {
-        const uint32_t b2 = bytes[i + 2];
-        use(i, tabulationHash(b0, b1, b2));
-        b0 = b1;
-        b1 = b2;
-    }
+    TabulationHashes hashes(bytes);
+    for (uint32_t i = 0; i != size; ++i)
+        use(i, hashes.next(bytes[i + 2]));
 }
 
 // The loops of the sort stand alone: as parts of one function they have no registers left.

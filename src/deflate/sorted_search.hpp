@@ -67,8 +67,7 @@ class SortedSearch {
     // Makes the tables again.
     void finish();
 
-    // The number of candidates that the searches had.
-    uint32_t candidatesSeen() const { return candidatesSeen_; }
+    uint32_t remoteCandidates() const { return remoteCandidates_; }
     const uint8_t* at(uint32_t p) const { return reinterpret_cast<const uint8_t*>(text_ + p); }
 
     // As ChainSearch has them. Nothing is to be done to insert a position, and its candidates are
@@ -96,7 +95,7 @@ class SortedSearch {
     Memory& memory_;
     MatchHistory& history_;
     uintptr_t text_ = 0;
-    uint32_t candidatesSeen_ = 0;
+    uint32_t remoteCandidates_ = 0;
     LeftOut leftOut_;
 };
 
@@ -130,7 +129,7 @@ inline Match SortedSearch::longest(uint32_t p, uint32_t place, uint32_t limit, u
         ++oldest;
     start = static_cast<uint16_t>(oldest);
     const uint32_t count = std::min(place - oldest, candidates);
-    candidatesSeen_ += count;
+    remoteCandidates_ += remote(count);
 
     const U16* next = sorted + place;
     const U16* const end = next - count;
