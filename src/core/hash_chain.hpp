@@ -29,6 +29,9 @@ constexpr uint32_t kMaxMatch = 258;
 // An empty table entry: as a position it is 32768 or more away from every position that occurs.
 constexpr uint32_t kNoPosition = 0U - kHistorySize;
 
+// Positions that a search enters in one step: a match, or more where it works by blocks.
+constexpr uint32_t kStepReach = 1024;
+
 constexpr uint32_t kWindowBufferSize = 65536;
 // History never reaches beyond this, so that the start of a call always fits behind it.
 constexpr uint32_t kWindowFill = kWindowBufferSize - kMaxMatch;
@@ -198,7 +201,7 @@ class NarrowTables {
         }
     }
 
-    // Room for the positions [p, p + kMaxMatch). Calls too short for a search do not come here, so
+    // Room for the positions [p, p + kStepReach). Calls too short for a search do not come here, so
     // p may have moved by any amount.
     void makeRoom(uint32_t p) {
         if (p - base_ > kMostAboveBase) slide(p - base_ - kAboveBaseAfterSlide);
@@ -210,25 +213,36 @@ class NarrowTables {
     void setLatest(uint32_t hash, uint32_t p) {
         memory_.head[hash] = static_cast<uint16_t>(p - base_);
     }
-    // The first `count` of eight positions from p on, by 16-bit hashes. The others go to the spare
-    // entry, so that no branch depends on the count.
-    void setLatestEight(__m128i hashes, uint32_t p, uint32_t count) {
-        const __m128i lanes = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
-        const __m128i used = _mm_cmplt_epi16(lanes, _mm_set1_epi16(static_cast<short>(count)));
-        const __m128i spare = _mm_set1_epi16(static_cast<short>(kHashSize));
-        const __m128i at = _mm_or_si128(_mm_and_si128(used, hashes), _mm_andnot_si128(used, spare));
-        U16* const head = memory_.head;
-        const uint32_t above = p - base_;
-        // In this order the latest position of equal hashes wins.
-        head[_mm_extract_epi16(at, 0)] = static_cast<uint16_t>(above);
-        head[_mm_extract_epi16(at, 1)] = static_cast<uint16_t>(above + 1);
-        head[_mm_extract_epi16(at, 2)] = static_cast<uint16_t>(above + 2);
-        head[_mm_extract_epi16(at, 3)] = static_cast<uint16_t>(above + 3);
-        head[_mm_extract_epi16(at, 4)] = static_cast<uint16_t>(above + 4);
-        head[_mm_extract_epi16(at, 5)] = static_cast<uint16_t>(above + 5);
-        head[_mm_extract_epi16(at, 6)] = static_cast<uint16_t>(above + 6);
-        head[_mm_extract_epi16(at, 7)] = static_cast<uint16_t>(above + 7);
+    // For searches that keep the pointer and the distance from the base themselves, between two
+    // calls of makeRoom.
+    U16* heads() { return memory_.head; }
+    uint32_t aboveBase(uint32_t p) const { return p - base_; }
+    // Makes eight positions the latest of their hashes, and gives how far each is ahead of the one
+    // it replaces; 0 stands for too far. Collected in a register: a second store a position would
+    // take as long as all the rest.
+    [[gnu::always_inline]] static __m128i replaceEight(U16* head, const uint16_t* hashes,
+                                                       uint32_t above) {
+        const auto replace = [&](uint32_t i) -> int {
+            U16& entry = head[hashes[i]];
+            const uint16_t before = entry;
+            entry = static_cast<uint16_t>(above + i);
+            return before;
+        };
+        __m128i before = _mm_cvtsi32_si128(replace(0));
+        before = _mm_insert_epi16(before, replace(1), 1);
+        before = _mm_insert_epi16(before, replace(2), 2);
+        before = _mm_insert_epi16(before, replace(3), 3);
+        before = _mm_insert_epi16(before, replace(4), 4);
+        before = _mm_insert_epi16(before, replace(5), 5);
+        before = _mm_insert_epi16(before, replace(6), 6);
+        before = _mm_insert_epi16(before, replace(7), 7);
+        const __m128i own = _mm_add_epi16(_mm_set1_epi16(static_cast<short>(above)),
+                                          _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
+        // Of 32768 and more, an empty entry's among them, the sign bit is set.
+        const __m128i distances = _mm_sub_epi16(own, before);
+        return _mm_andnot_si128(_mm_srai_epi16(distances, 15), distances);
     }
+
     // Marks a position that is not inserted. No other has the distance 0.
     static void leaveOut(MatchHistory& history, uint32_t p) {
         memoryOf(history).chain[p % kHistorySize] = 0;
@@ -248,7 +262,7 @@ class NarrowTables {
 
   private:
     struct Memory {
-        U16 head[kHashSize + 1];  // and the spare entry
+        U16 head[kHashSize];
         U16 chain[kHistorySize];
         U32 base;
     };
@@ -258,7 +272,7 @@ class NarrowTables {
                   offsetof(MatchHistory, chain) + sizeof(U32));
 
     static constexpr uint32_t kLeastAboveBase = kHistorySize + 1;
-    static constexpr uint32_t kMostAboveBase = 0xFFFF - kMaxMatch;
+    static constexpr uint32_t kMostAboveBase = 0xFFFF - kStepReach;
     // All that a search can reach stays above the base.
     static constexpr uint32_t kAboveBaseAfterSlide = kHistorySize + 256;
     static_assert(kAboveBaseAfterSlide > kLeastAboveBase);
@@ -315,6 +329,9 @@ class CallText {
     const uint8_t* anywhere(uint32_t q) const {
         return reinterpret_cast<const uint8_t*>((q < first_ ? windowBase_ : srcBase_) + q);
     }
+
+    // What leads from the place of a position in the source to that in the window.
+    uintptr_t windowFromSource() const { return windowBase_ - srcBase_; }
 
   private:
     uint32_t first_;
@@ -417,7 +434,7 @@ class ChainSearch {
 
     const uint8_t* at(uint32_t p) const { return text_.at(p); }
 
-    // To be called before each step from p on that inserts fewer than kMaxMatch positions.
+    // To be called before each step from p on that inserts up to kStepReach positions.
     void makeRoom(uint32_t p) { tables_.makeRoom(p); }
 
     // The latest position with the hash of p, without inserting p. Three bytes at p must exist.

@@ -5,6 +5,7 @@
 
 #include "core/state.hpp"
 #include "core/unaligned.hpp"
+#include "deflate/encode_pairs.hpp"
 
 namespace zeldc::deflate {
 namespace {
@@ -53,88 +54,6 @@ void endBlock(EncodeState& state, BitSink& sink, Lz77Flush flush) {
         sink.padToByte();
         due.finalBytes = 1;
     }
-}
-
-// A distance's code with its extra bits, at most 15 + 13.
-struct DistanceString {
-    uint32_t bits;
-    uint32_t count;
-};
-
-DistanceString distanceString(const PairCodes& codes, uint32_t distance) {
-    const uint32_t back = distanceBack(distance);
-    const uint32_t entry = codes.distances[kDistanceCodeOf[distanceSlot(back)]];
-    const uint32_t codeLength = entry >> 16 & 0xFF;
-    const uint32_t extraBits = entry >> 24;
-    // Every code begins at a multiple of its range, so the offset in it is the low bits.
-    const uint32_t extra = back & ((1U << extraBits) - 1);
-    return {(entry & 0xFFFF) | extra << codeLength, codeLength + extraBits};
-}
-
-// Bits in one machine word, written by whole words into a destination with room. At most 7 bits
-// remain after a write.
-template <class Word>
-struct WordSink {
-    uint8_t* dst;
-    Word bits;
-    uint32_t count;
-
-    void append(uint32_t string, uint32_t length) {
-        bits |= static_cast<Word>(string) << count;
-        count += length;
-    }
-    void write() {
-        store(dst, bits);
-        dst += count >> 3;
-        bits >>= count & ~7U;
-        count &= 7;
-    }
-};
-
-// The hot loop: no test for room inside a pair. A pair has at most 15 + 5 + 15 + 13 = 48 bits.
-//
-// 64-bit words take a pair behind the 7 bits that remained: 55, one store of 8 bytes. 32-bit words
-// are written after the length (27 bits), and again after 16 bits of a distance that might not fit
-// (7 + 25 to 28 bits); each write advances by what it completed, at most 55 / 8 = 6
-// bytes in all, and the last one stores 4 bytes from there on.
-constexpr std::ptrdiff_t kPairReach = 10;
-static_assert(7 + 48 <= 63 && 7 + 20 <= 31 && 7 + 24 <= 31 && 7 + 28 - 16 <= 31 &&
-              6 + 4 <= kPairReach);
-
-void codePairsFast(const PairCodes& codes, PairSource& pairs, BitSink& sink) {
-    using Word = uintptr_t;
-    constexpr bool kWide = sizeof(Word) == 8;
-    WordSink<Word> out{sink.dstNext, static_cast<Word>(sink.bitBuf), sink.bitCount};
-    const PairWord* next = pairs.next;
-    for (; next != pairs.end && sink.dstEnd - out.dst >= kPairReach; ++next) {
-        const uint32_t pair = *next;
-        const uint32_t distance = pair >> 16;
-        if (distance == 0) {
-            const uint32_t string = codes.strings[literalIndex(pair)];
-            out.append(stringBits(string), stringLength(string));
-        } else {
-            const uint32_t string = codes.strings[lengthIndex(pair & 0xFFFF)];
-            out.append(stringBits(string), stringLength(string));
-            const auto [bits, count] = distanceString(codes, distance);
-            if (kWide) {
-                out.append(bits, count);
-            } else {
-                out.write();
-                if (count <= 24) {
-                    out.append(bits, count);
-                } else {
-                    out.append(bits & 0xFFFF, 16);
-                    out.write();
-                    out.append(bits >> 16, count - 16);
-                }
-            }
-        }
-        out.write();
-    }
-    pairs.next = next;
-    sink.dstNext = out.dst;
-    sink.bitBuf = out.bits;
-    sink.bitCount = out.count;
 }
 
 // Pairs while no whole byte waits; true when all are appended and none waits any more.

@@ -1,7 +1,5 @@
 // The deflate encoder's first stage: source bytes to literal/match pairs, at three levels of
 // effort.
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <type_traits>
@@ -10,10 +8,12 @@
 #include "core/hash_chain.hpp"
 #include "core/state.hpp"
 #include "deflate/encode_state.hpp"
+#include "deflate/fast_blocks.hpp"
 #include "deflate/format.hpp"
 #include "deflate/lazy_parse.hpp"
 #include "deflate/pairs.hpp"
 #include "deflate/parse_best.hpp"
+#include "deflate/shift_hash.hpp"
 #include "zeldc.h"
 
 namespace zeldc::deflate {
@@ -67,50 +67,14 @@ class Parser {
     U32* pairEnd_;
 };
 
-// Hash of three bytes by shifts. A byte leaves it after three steps, by the bits above the fifteen
-// that count.
-uint32_t shiftHash(uint32_t hash, uint8_t byte) {
-    return hash << 5 ^ byte;
-}
-uint32_t shiftHash(const uint8_t* bytes) {
-    return shiftHash(shiftHash(bytes[0], bytes[1]), bytes[2]);
-}
-
-// shiftHash of the eight positions from `bytes` on; reads ten bytes.
-__m128i shiftHashes(const uint8_t* bytes) {
-    const auto widened = [](const uint8_t* from) {
-        const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-        return _mm_unpacklo_epi8(eight, _mm_setzero_si128());
-    };
-    const __m128i hash = _mm_xor_si128(
-        _mm_xor_si128(_mm_slli_epi16(widened(bytes), 10), _mm_slli_epi16(widened(bytes + 1), 5)),
-        widened(bytes + 2));
-    return _mm_and_si128(hash, _mm_set1_epi16(kHashSize - 1));
-}
-
-// Enters the positions of a match after its first, p. How many they are cannot be predicted, so
-// they are taken by eights. The last eight begins inside the match, so its hashes read fewer than
-// kEnterReach bytes beyond.
-constexpr uint32_t kEnterReach = 10;
-void enterMatch(NarrowTables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
-    for (uint32_t done = 1; done < length; done += 8) {
-        tables.setLatestEight(shiftHashes(bytes + done), p + done,
-                              std::min(length - done, uint32_t{8}));
-    }
-}
-
+// Enters the positions [p, stop), whose bytes are at `bytes`.
 template <class Tables>
-void enterMatchOneByOne(Tables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
-    uint32_t hash = shiftHash(bytes);
-    for (uint32_t i = 1; i < length; ++i) {
-        hash = shiftHash(hash, bytes[i + 2]);
-        tables.setLatest(hash % kHashSize, p + i);
-    }
-}
-void enterMatch(WideTables& tables, const uint8_t* bytes, uint32_t p, uint32_t length) {
-    enterMatchOneByOne(tables, bytes, p, length);
+void enter(Tables& tables, const uint8_t* bytes, uint32_t p, uint32_t stop) {
+    for (; p != stop; ++p, ++bytes)
+        tables.setLatest(shiftHash(bytes) % kHashSize, p);
 }
 
+// Blocks as far as they go, and the ends of a call step by step.
 template <Reach reach, class Tables>
 uint32_t Parser<reach, Tables>::fast() {
     const CallText text = text_;
@@ -119,6 +83,14 @@ uint32_t Parser<reach, Tables>::fast() {
     U32* const pairEnd = pairEnd_;
     const uint32_t stop = searchEnd(kTail);
     uint32_t p = text.first();
+    if constexpr (std::is_same_v<Tables, NarrowTables>) {
+        FastBlocks blocks(tables, text, stop);
+        pairNext = blocks.parse(pairNext, pairEnd);
+        p = blocks.reached();
+        const uint32_t entered = blocks.entered();
+        tables.makeRoom(entered);
+        enter(tables, text.at(entered), entered, p);
+    }
     while (p < stop && pairNext != pairEnd) {
         tables.makeRoom(p);
         const uint8_t* const here = text.at(p);
@@ -135,11 +107,7 @@ uint32_t Parser<reach, Tables>::fast() {
         }
         const uint32_t length = matchLength(text.anywhere(q), here, limit);
         *pairNext++ = pairOf(length, p - q);
-        if (text.end() - p - length >= kEnterReach) {
-            enterMatch(tables, here, p, length);
-        } else {
-            enterMatchOneByOne(tables, here, p, length);
-        }
+        enter(tables, here + 1, p + 1, p + length);
         p += length;
     }
     pairNext_ = pairNext;

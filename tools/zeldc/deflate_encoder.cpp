@@ -14,8 +14,8 @@ constexpr int32_t kBlockPairs = 16384;
 constexpr int32_t kMaxStored = 65535;
 
 // Blocks of so many pairs, standing for so many bytes each, are dynamic without a look at the
-// costs, which would take a twelfth of the fast level's time: a match takes 24 bits at the very
-// most, a literal nine, and the code lengths weigh nothing against thousands of symbols.
+// costs, which would take a part of the fast level's time that shows: a match takes 24 bits at the
+// very most, a literal nine, and the code lengths weigh nothing against thousands of symbols.
 constexpr int32_t kManyPairs = 4096;
 constexpr size_t kBytesPerPair = 2;
 

@@ -1,0 +1,209 @@
+// The fast level's parse by blocks, of all but the end of a call.
+//
+// One candidate a position, the latest with its hash: every position enters the head table in
+// order, whatever the parse makes of it, so a position's candidate does not depend on the parse.
+// That lets a block go without a branch per position through
+//
+//   replace   candidates for eight positions, entered in exchange,
+//   compare   sixteen bytes at each candidate with those at the position, kept as bits,
+//   mark      one bit a position: a match of three bytes or more begins here,
+//
+// and leaves the parse to walk from match to match over the marks, instead of asking at each byte
+// what no predictor foresees. The stages run a few groups behind each other, so that what one
+// stores in pieces has left the store buffer before the next loads it whole; the walk runs still
+// farther behind and takes one match per group. It is one chain of latencies, which the other
+// stages fill with work. Against a step per literal or match: 1.3 to 1.5 times the speed on text
+// and source, 3 times on executables.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "core/hash_chain.hpp"
+#include "core/unaligned.hpp"
+#include "deflate/pairs.hpp"
+#include "deflate/shift_hash.hpp"
+
+namespace zeldc::deflate {
+
+class FastBlocks {
+  public:
+    // Searches positions before `stop`, which is two or more before the call's end.
+    FastBlocks(NarrowTables& tables, const CallText& text, uint32_t stop)
+        : tables_(tables), text_(text), stop_(stop), entered_(text.first()), reached_(entered_) {}
+
+    // Parses as far as blocks are safe: every position of a block has the compared bytes before
+    // stop, and there is room for a pair a position and the rest of a group of literals.
+    U32* parse(U32* pairNext, const U32* pairEnd) {
+        for (;;) {
+            const auto left = static_cast<int32_t>(stop_ - entered_ - kFarCompared);
+            const auto room = static_cast<int32_t>(pairEnd - pairNext - kGroup);
+            const auto least = static_cast<int32_t>(kLeastBlock);
+            const int32_t most = std::min({left, room, static_cast<int32_t>(kBlock)});
+            if (most < least) return pairNext;
+            const uint32_t size = static_cast<uint32_t>(most) & ~(kGroup - 1);
+            tables_.makeRoom(entered_);
+            pairNext = entered_ - text_.first() < kHistorySize ? block<true>(size, pairNext)
+                                                               : block<false>(size, pairNext);
+            entered_ += size;
+        }
+    }
+
+    // Positions before this are in the table.
+    uint32_t entered() const { return entered_; }
+    // Where the parse goes on; not before entered().
+    uint32_t reached() const { return reached_; }
+
+  private:
+    static constexpr uint32_t kGroup = 8;
+    static constexpr uint32_t kBlock = 512;
+    static constexpr uint32_t kCompared = 16;
+    static constexpr uint32_t kFarCompared = kCompared + 32;  // where the first are all equal
+    // Between one stage and the next, in positions.
+    static constexpr uint32_t kSkew = 2 * kGroup;
+    static constexpr uint32_t kLeastBlock = 4 * kSkew;
+    static_assert(kBlock <= kStepReach);
+
+    // The walk reads marks in words, of which all but seven bits count, and those must be there.
+    using Marks = uintptr_t;
+    static constexpr uint32_t kMarksRead = sizeof(Marks) * 8 - 7;
+    static constexpr uint32_t kWalkBehind = 64;
+    static_assert(kMarksRead <= kWalkBehind);
+    static constexpr uint32_t kSignShift = sizeof(intptr_t) * 8 - 1;
+
+    static __m128i load16(const void* p) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    }
+    static void store16(void* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+
+    struct Block {
+        const uint8_t* here;  // bytes of its first position
+        U16* head;
+        uint32_t above;   // its first position above the tables' base
+        intptr_t inCall;  // and above that of the call
+    };
+
+    [[gnu::always_inline]] void replace(const Block& block, uint32_t g) {
+        const __m128i ahead = NarrowTables::replaceEight(block.head, hashes_ + g, block.above + g);
+        store16(back_ + g, _mm_sub_epi16(_mm_setzero_si128(), ahead));
+    }
+
+    // A position without a candidate is compared with itself.
+    template <bool history>
+    [[gnu::always_inline]] void compare(const Block& block, uint32_t g) {
+        const uintptr_t toWindow = text_.windowFromSource();
+        const uint8_t* const here = block.here + g;
+        const intptr_t inCall = block.inCall + static_cast<intptr_t>(g);
+#pragma GCC unroll 8
+        for (uint32_t i = 0; i < kGroup; ++i) {
+            const intptr_t back = back_[g + i];
+            const uint8_t* there = here + i + back;
+            if (history) {
+                // All ones before the call, which begins at 0. Added as numbers: source and window
+                // may be half the address space apart.
+                const intptr_t before = (inCall + static_cast<intptr_t>(i) + back) >> kSignShift;
+                const uintptr_t moved = static_cast<uintptr_t>(before) & toWindow;
+                there =
+                    reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(there) + moved);
+            }
+            __m128i own = load16(here + i);
+            // Keeps it in a register: gcc sends it through the stack to have an aligned operand.
+            __asm__("" : "+x"(own));
+            const __m128i equal = _mm_cmpeq_epi8(load16(there), own);
+            equal_[g + i] = static_cast<uint16_t>(_mm_movemask_epi8(equal));
+        }
+    }
+
+    [[gnu::always_inline]] void mark(uint32_t g) {
+        const __m128i three = _mm_set1_epi16((1 << kMinMatch) - 1);
+        const __m128i start = _mm_cmpeq_epi16(_mm_and_si128(load16(equal_ + g), three), three);
+        const __m128i begins = _mm_and_si128(start, load16(back_ + g));
+        const int marks = _mm_movemask_epi8(_mm_packs_epi16(begins, _mm_setzero_si128()));
+        marks_[g / kGroup] = static_cast<uint8_t>(marks);
+    }
+
+    // The rest of a match of at least kCompared bytes: most end in the next two vectors, and where
+    // cannot be predicted.
+    [[gnu::noinline]] uint32_t rest(const uint8_t* here, uint32_t distance) const {
+        const uint32_t p = text_.first() + static_cast<uint32_t>(here - text_.at(text_.first()));
+        const uint8_t* const there = text_.anywhere(p - distance);
+        const auto equalFrom = [&](uint32_t i) {
+            const __m128i equal = _mm_cmpeq_epi8(load16(there + i), load16(here + i));
+            return static_cast<uint32_t>(_mm_movemask_epi8(equal));
+        };
+        const uint32_t differing = ~(equalFrom(kCompared) | equalFrom(kCompared + 16) << 16);
+        if (differing != 0) return static_cast<uint32_t>(std::countr_zero(differing));
+        return 32 + matchLength(there + kFarCompared, here + kFarCompared,
+                                std::min(stop_ - p, kMaxMatch) - kFarCompared);
+    }
+
+    // Literals up to the next match, and that match. `off` counts from the block's start.
+    [[gnu::always_inline]] U32* walk(const Block& block, uint32_t size, uint32_t& off,
+                                     U32* pairNext) {
+        const Marks marks = load<Marks>(marks_ + off / 8) >> (off % 8);
+        if (marks == 0) [[unlikely]] {
+            const uint32_t run = std::min(kMarksRead, size - off);
+            off += run;
+            return writeLiterals(block.here + (off - run), run, pairNext);
+        }
+        const auto run = static_cast<uint32_t>(std::countr_zero(marks));
+        pairNext = writeLiterals(block.here + off, run, pairNext);
+        off += run;
+        const auto distance = static_cast<uint32_t>(-back_[off]);
+        // Never 0: std::countr_zero would ask for that.
+        auto length = static_cast<uint32_t>(__builtin_ctz(equal_[off] + 1U));
+        if (length == kCompared) [[unlikely]]
+            length += rest(block.here + off, distance);
+        off += length;
+        *pairNext = pairOf(length, distance);
+        return pairNext + 1;
+    }
+
+    template <bool history>
+    U32* block(uint32_t size, U32* pairNext) {
+        const Block block{text_.at(entered_), tables_.heads(), tables_.aboveBase(entered_),
+                          static_cast<intptr_t>(entered_ - text_.first())};
+        for (uint32_t g = 0; g < size; g += kGroup)
+            store16(hashes_ + g, shiftHashes(block.here + g));
+        std::memset(marks_, 0, sizeof marks_);
+        uint32_t off = reached_ - entered_;
+
+        for (uint32_t g = 0; g < kSkew; g += kGroup)
+            replace(block, g);
+        for (uint32_t g = kSkew; g < 2 * kSkew; g += kGroup) {
+            replace(block, g);
+            compare<history>(block, g - kSkew);
+        }
+        for (uint32_t g = 2 * kSkew; g < size; g += kGroup) {
+            replace(block, g);
+            compare<history>(block, g - kSkew);
+            mark(g - 2 * kSkew);
+            if (off + kWalkBehind + 2 * kSkew <= g) pairNext = walk(block, size, off, pairNext);
+        }
+        for (uint32_t g = size - kSkew; g < size; g += kGroup)
+            compare<history>(block, g);
+        for (uint32_t g = size - 2 * kSkew; g < size; g += kGroup)
+            mark(g);
+        while (off < size)
+            pairNext = walk(block, size, off, pairNext);
+        reached_ = entered_ + off;
+        return pairNext;
+    }
+
+    NarrowTables& tables_;
+    CallText text_;
+    uint32_t stop_;
+    uint32_t entered_;
+    uint32_t reached_;
+
+    uint16_t hashes_[kBlock];
+    int16_t back_[kBlock];    // from a position to its candidate, 0 or below; 0: there is none
+    uint16_t equal_[kBlock];  // bit i: byte i at the candidate equals byte i here
+    uint8_t marks_[kBlock / 8 + sizeof(Marks)];  // and 0 behind them
+};
+
+}  // namespace zeldc::deflate
