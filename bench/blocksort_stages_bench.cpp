@@ -1,8 +1,8 @@
 // The stages around the Burrows-Wheeler transform against plain loops that do the same, on blocks
-// of 900 KB: text, source and binary as they pass through a compressor, and random bytes. Every
-// pair is compared before it is timed. Run with --benchmark_enable_random_interleaving=true and
-// compare the `ours` of a row with its `plain`; front/BLOCK shows what part of the time of all
-// front stages the transform takes.
+// of 100 KB, 900 KB and 8 MB: text, source and binary as they pass through a compressor, and random
+// bytes (STAGES_SIZE picks one size). Every pair is compared before it is timed. Run with
+// --benchmark_enable_random_interleaving=true and compare the `ours` of a row with its `plain`;
+// front/SIZE/BLOCK shows what part of the time of all front stages the transform takes.
 #include <benchmark/benchmark.h>
 #include <divsufsort.h>
 
@@ -24,8 +24,6 @@ namespace {
 
 using bench::Bytes;
 using Symbols = std::vector<uint16_t>;
-
-constexpr size_t kBlock = 900000;
 
 int32_t lengthOf(size_t size) {
     return static_cast<int32_t>(size);
@@ -57,7 +55,7 @@ size_t encodeRle(const uint8_t* src, size_t size, uint8_t* dst, uint8_t* inUse) 
     return static_cast<size_t>(next - dst);
 }
 
-size_t decodeRle(const uint8_t* src, size_t size, uint8_t* dst) {
+size_t decodeRle(const uint8_t* src, size_t size, uint8_t* dst, size_t /*capacity*/) {
     uint8_t* next = dst;
     int last = -1;
     int run = 0;
@@ -128,7 +126,7 @@ size_t encodeZeroRuns(const uint8_t* src, size_t size, uint16_t* dst, uint32_t* 
     return static_cast<size_t>(next - dst);
 }
 
-size_t decodeZeroRuns(const uint16_t* src, size_t size, uint8_t* dst) {
+size_t decodeZeroRuns(const uint16_t* src, size_t size, uint8_t* dst, size_t /*capacity*/) {
     uint8_t* next = dst;
     size_t run = 0;
     size_t weight = 1;
@@ -168,9 +166,9 @@ size_t encodeRle(const uint8_t* src, size_t size, uint8_t* dst, uint8_t* inUse) 
     return static_cast<size_t>(written + last);
 }
 
-size_t decodeRle(const uint8_t* src, size_t size, uint8_t* dst) {
+size_t decodeRle(const uint8_t* src, size_t size, uint8_t* dst, size_t capacity) {
     int32_t srcLen = lengthOf(size);
-    int32_t written = lengthOf(kBlock + 1);
+    int32_t written = lengthOf(capacity);
     zelsDecodeRLE_BZ2_8u(&src, &srcLen, dst, &written);
     return static_cast<size_t>(written);
 }
@@ -190,9 +188,9 @@ size_t encodeZeroRuns(const uint8_t* src, size_t size, uint16_t* dst, uint32_t* 
     return static_cast<size_t>(written);
 }
 
-size_t decodeZeroRuns(const uint16_t* src, size_t size, uint8_t* dst) {
+size_t decodeZeroRuns(const uint16_t* src, size_t size, uint8_t* dst, size_t capacity) {
     int32_t srcLen = lengthOf(size);
-    int32_t written = lengthOf(2 * kBlock);
+    int32_t written = lengthOf(capacity);
     zelsDecodeZ1Z2_BZ2_16u8u(&src, &srcLen, dst, &written);
     return static_cast<size_t>(written);
 }
@@ -207,7 +205,8 @@ struct Block {
 };
 
 Block prepare(const std::string& name, const Bytes& raw) {
-    Block block{name, raw, Bytes(2 * kBlock), Bytes(256), {}, {}, {}, Symbols(2 * kBlock)};
+    const size_t room = 2 * raw.size();
+    Block block{name, raw, Bytes(room), Bytes(256), {}, {}, {}, Symbols(room)};
     block.packed.resize(
         plain::encodeRle(raw.data(), raw.size(), block.packed.data(), block.inUse.data()));
     block.transformed.resize(block.packed.size());
@@ -228,8 +227,9 @@ Block prepare(const std::string& name, const Bytes& raw) {
 // byte of the stage's own byte side.
 void addPair(const std::string& name, size_t bytes, const std::function<void(Bytes&)>& plainSide,
              const std::function<void(Bytes&)>& ourSide) {
-    Bytes expected(4 * kBlock + 2048);
-    Bytes made(4 * kBlock + 2048);
+    const size_t room = 4 * bytes + 2048;
+    Bytes expected(room);
+    Bytes made(room);
     plainSide(expected);
     ourSide(made);
     if (made != expected) {
@@ -237,9 +237,9 @@ void addPair(const std::string& name, size_t bytes, const std::function<void(Byt
         std::exit(1);
     }
     const auto add = [&](const char* side, const std::function<void(Bytes&)>& work) {
-        benchmark::RegisterBenchmark((name + "/" + side).c_str(), [work,
-                                                                   bytes](benchmark::State& state) {
-            Bytes result(4 * kBlock + 2048);
+        benchmark::RegisterBenchmark((name + "/" + side).c_str(), [work, bytes,
+                                                                   room](benchmark::State& state) {
+            Bytes result(room);
             for (auto _ : state) {
                 work(result);
                 benchmark::DoNotOptimize(result.data());
@@ -265,7 +265,7 @@ void addByteStages(const Block& block) {
     addPair("rle_encode/" + block.name, raw, rle(plain::encodeRle), rle(ours::encodeRle));
     const auto unrle = [&block, packed](auto decode) {
         return [&block, packed, decode](Bytes& out) {
-            decode(block.packed.data(), packed, out.data());
+            decode(block.packed.data(), packed, out.data(), block.raw.size() + 1);
         };
     };
     addPair("rle_decode/" + block.name, raw, unrle(plain::decodeRle), unrle(ours::decodeRle));
@@ -309,7 +309,7 @@ void addRankStages(const Block& block) {
             encode(ours::encodeZeroRuns));
     const auto decode = [&block](auto stage) {
         return [&block, stage](Bytes& out) {
-            stage(block.symbols.data(), block.symbols.size(), out.data());
+            stage(block.symbols.data(), block.symbols.size(), out.data(), out.size());
         };
     };
     addPair("zero_runs_decode/" + block.name, size, decode(plain::decodeZeroRuns),
@@ -319,10 +319,14 @@ void addRankStages(const Block& block) {
 // All front stages in order. `transform_%` is the transform's share of their time.
 void timeFront(benchmark::State& state, const Block& block) {
     using Clock = std::chrono::steady_clock;
-    Bytes packed(2 * kBlock);
+    const size_t room = 2 * block.raw.size();
+    Bytes packed(room);
     Bytes inUse(256);
-    Bytes transformed(2 * kBlock);
-    Symbols symbols(2 * kBlock);
+    Bytes transformed(room);
+    Symbols symbols(room);
+    int32_t workSize = 0;
+    zelsBWTFwdGetSize_8u(lengthOf(block.packed.size()), &workSize);
+    Bytes work(static_cast<size_t>(workSize));
     std::vector<uint32_t> freq(257);
     std::chrono::duration<double> inTransform{};
     std::chrono::duration<double> inAll{};
@@ -331,7 +335,8 @@ void timeFront(benchmark::State& state, const Block& block) {
         const size_t size =
             ours::encodeRle(block.raw.data(), block.raw.size(), packed.data(), inUse.data());
         const auto sorting = Clock::now();
-        divbwt(packed.data(), transformed.data(), nullptr, lengthOf(size));
+        int32_t index = 0;
+        zelsBWTFwd_8u(packed.data(), transformed.data(), lengthOf(size), &index, work.data());
         inTransform += Clock::now() - sorting;
         int32_t alphabet = 0;
         zelsReduceDictionary_8u_I(inUse.data(), transformed.data(), lengthOf(size), &alphabet);
@@ -345,14 +350,23 @@ void timeFront(benchmark::State& state, const Block& block) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    struct {
+        const char* name;
+        size_t bytes;
+    } const sizes[] = {{"100KB", 100000}, {"900KB", 900000}, {"8MB", 8000000}};
+    const char* only = std::getenv("STAGES_SIZE");
     std::vector<Block> blocks;
-    for (const auto& file : bench::corpus(kBlock))
-        blocks.push_back(prepare(file.name, file.bytes));
-    std::mt19937 random(1);
-    Bytes noise(kBlock);
-    std::generate(noise.begin(), noise.end(), [&] { return static_cast<uint8_t>(random() >> 11); });
-    blocks.push_back(prepare("random", noise));
-
+    for (const auto& size : sizes) {
+        if (only != nullptr && std::string(only) != size.name) continue;
+        const auto prefix = std::string(size.name) + "/";
+        for (const auto& file : bench::corpus(size.bytes))
+            blocks.push_back(prepare(prefix + file.name, file.bytes));
+        std::mt19937 random(1);
+        Bytes noise(size.bytes);
+        std::generate(noise.begin(), noise.end(),
+                      [&] { return static_cast<uint8_t>(random() >> 11); });
+        blocks.push_back(prepare(prefix + "random", noise));
+    }
     for (const auto& block : blocks) {
         addByteStages(block);
         addRankStages(block);

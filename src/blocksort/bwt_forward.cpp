@@ -19,7 +19,7 @@ namespace {
 //   tables   kByteTables entries
 //   array    4 n bytes
 //   cursors  up to the text; n / 4 entries are needed
-//   text     n + 1 bytes: the least rotation and its last byte before it
+//   text     the least rotation, its last byte before it and kReadAhead bytes behind it
 //
 // For a word repeated often, the block itself twice over and its first byte lie behind the array.
 constexpr size_t kAlignment = 32;
@@ -28,11 +28,11 @@ constexpr size_t kUsable = kFixed - (kAlignment - 1);
 constexpr int32_t kLongest = (INT32_MAX - int32_t{kFixed}) / 6;  // whose size is still an int32_t
 
 constexpr size_t textOffset(size_t n) {
-    return 6 * n + kUsable - (n + 1);
+    return 6 * n + kUsable - (n + 1 + kReadAhead);
 }
 
-// The cursors have n + kUsable - 4 * kByteTables - 1 bytes.
-static_assert(kUsable >= kByteTables * sizeof(uint32_t) + 1);
+// The cursors have n + kUsable - 4 * kByteTables - 1 - kReadAhead bytes.
+static_assert(kUsable >= kByteTables * sizeof(uint32_t) + 1 + kReadAhead);
 
 // From this many repetitions on, the transform is that of the abandoned sort (periodic_sort.cpp).
 constexpr size_t kManyRepetitions = 7;

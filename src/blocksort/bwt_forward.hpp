@@ -21,7 +21,8 @@ inline void writeTwice(const uint8_t* src, size_t len, uint8_t* twice) {
 }
 
 // The transform of a word repeated: that of the word with every byte repeated. `twice` holds the
-// block two times over; the word's least rotation is written to `text`, with a byte before it.
+// block two times over; the word's least rotation is written to `text`, with a byte before it
+// and kReadAhead bytes behind it.
 // Returns a row that holds the block.
 template <class Index>
 size_t transformRepeated(const uint8_t* twice, size_t len, const LeastRotation& least, uint8_t* dst,
@@ -29,6 +30,8 @@ size_t transformRepeated(const uint8_t* twice, size_t len, const LeastRotation& 
     const size_t n = least.period;
     std::memcpy(text, twice + least.start, n);
     text[-1] = text[n - 1];
+    for (size_t i = 0; i < kReadAhead; ++i)
+        text[n + i] = text[i];
     const size_t row = transformLyndonWord(text, n, (n - least.start) % n, dst, space);
     const size_t times = len / n;
     if (times > 1) {

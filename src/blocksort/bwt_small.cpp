@@ -12,18 +12,19 @@ namespace zeldc::blocksort {
 namespace {
 
 // The caller's work buffer from its first multiple of 32 on: the array (2 n bytes), the cursors,
-// and the text with a byte before it. The byte tables are on the stack.
+// and the text with a byte before it
+// and kReadAhead behind it. The byte tables are on the stack.
 constexpr int32_t kLongest = 32768;
 constexpr size_t kAlignment = 32;
 constexpr size_t kFixed = 2080;  // callers ask for 4 n more than this
 constexpr size_t kUsable = kFixed - (kAlignment - 1);
 
 constexpr size_t textOffset(size_t n) {
-    return 4 * n + kUsable - (n + 1);
+    return 4 * n + kUsable - (n + 1 + kReadAhead);
 }
 
-// The cursors have n + kUsable - 1 bytes; n / 4 entries are needed.
-static_assert(kUsable >= 1);
+// The cursors have n + kUsable - 1 - kReadAhead bytes; n / 4 entries are needed.
+static_assert(kUsable >= 1 + kReadAhead);
 // The inverse serves both sizes.
 static_assert(kFixed >= kInverseSlack);
 

@@ -89,11 +89,17 @@ class GroupSorter {
         unsigned isS = 0;
         for (size_t i = n_; i-- > 0;) {
             const size_t symbolBefore = before[i];
-            const unsigned isSBefore = symbolBefore < symbol + isS;
-            const unsigned kind = 2 * isS + isSBefore;
-            if (tally) ++t_.counts[symbol][kind];
+            unsigned isSBefore = symbolBefore < symbol + isS;
+            if constexpr (tally) {
+                ++t_.counts[symbol][2 * isS + isSBefore];
+            } else {
+                // The same with fewer steps from one type to the next, which are what is waited for
+                // where nothing is counted.
+                isSBefore =
+                    unsigned{symbolBefore < symbol} | (unsigned{symbolBefore == symbol} & isS);
+            }
             *next = static_cast<Index>(i);
-            next -= kind == kLms;
+            next -= isS & (isSBefore ^ 1);
             symbol = symbolBefore;
             isS = isSBefore;
         }

