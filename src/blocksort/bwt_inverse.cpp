@@ -101,14 +101,32 @@ void buildVector(const uint8_t* src, size_t n, const Heads* heads, uint32_t* vec
     const auto put = [&](size_t i, uint32_t flag) {
         vector[cursors[src[i]]++] = Entry::make(static_cast<uint32_t>(i), src[i]) | flag;
     };
+    // In runs, each of the cursor's steps would wait for the one before. Only long ones pay:
+    // whether the next bytes are a short one is hard to predict.
+    constexpr size_t kRun = 64;
+    const auto putUpTo = [&](size_t i, size_t end) {
+        for (; end - i >= kRun; i += kRun) {
+            if (src[i] == src[i + kRun - 1] && std::memcmp(src + i, src + i + 1, kRun - 1) == 0) {
+                uint32_t* const rows = vector + cursors[src[i]];
+                for (size_t k = 0; k < kRun; ++k)
+                    rows[k] = Entry::make(static_cast<uint32_t>(i + k), src[i]);
+                cursors[src[i]] += kRun;
+            } else {
+                for (size_t k = 0; k < kRun; ++k)
+                    put(i + k, 0);
+            }
+        }
+        for (; i < end; ++i)
+            put(i, 0);
+    };
     size_t i = 0;
     for (size_t head = 0; heads != nullptr && head < heads->count(); ++head) {
-        for (const size_t end = heads->row(head); i < end; ++i)
-            put(i, 0);
-        put(i++, kToHead);
+        const size_t end = heads->row(head);
+        putUpTo(i, end);
+        put(end, kToHead);
+        i = end + 1;
     }
-    for (; i < n; ++i)
-        put(i, 0);
+    putUpTo(i, n);
 }
 
 // Walks one row after another.
