@@ -152,14 +152,15 @@ class WideTables {
     U32* chain_;
 };
 
-// The same in half the room, of which twice as much stays in the first-level cache, for searches
-// that refuse distances of 32768 and more and never start their numbering again. In the memory of
-// the wide tables:
+// The same with 16 bits a position, of which more stays in the first-level cache, for searches that
+// refuse distances of 32768 and more and never start their numbering again. In the memory of the
+// wide tables:
 //
-// - head holds positions less a base, in 16 bits. The base is 32769 or more below every position
-//   searched for, so an empty entry, 0, is too far by itself. Before positions outgrow 16 bits the
-//   base moves up, and what falls below it becomes empty.
-// - chain holds distances to the previous position, or to the base; from 32768 on they are too far.
+// - Positions are numbered from a base, which is 32769 or more below every position searched for,
+//   so that an empty entry, 0, is too far by itself. Before numbers outgrow 16 bits the base moves
+//   up, and what falls below it becomes empty.
+// - The chain has an entry for each number, so that the positions of a block can be inserted ahead
+//   of a search that may still reach 32767 back, and be taken back.
 class NarrowTables {
   public:
     explicit NarrowTables(MatchHistory& history)
@@ -184,32 +185,42 @@ class NarrowTables {
 
     // Turns the tables into wide ones. Positions up to 32768 back keep their chain.
     static void widen(MatchHistory& history) {
+        NarrowTables(history).makeRoomInChain(history.position);
         Memory& memory = memoryOf(history);
         const uint32_t base = memory.base;
         const uint32_t last = history.position - 1;
-        // Each array grows in place, from its end: a wide entry overlaps narrow ones of its index
-        // and above. The chain moves first, out of the way of the head.
-        for (uint32_t slot = kHistorySize; slot-- > 0;) {
-            const uint32_t q = last - ((last - slot) % kHistorySize);
-            const uint32_t back = memory.chain[slot];
-            const bool known = q <= last && back != 0 && back < kHistorySize && back <= q;
-            history.chain[slot] = known ? q - back : kNoPosition;
+        // The part of the chain that counts makes way for the wide one.
+        const uint32_t first = last - base - (kHistorySize - 1);
+        std::memmove(memory.chain, memory.chain + first, kHistorySize * sizeof(U16));
+        for (uint32_t i = kHistorySize; i-- > 0;) {
+            const uint32_t number = first + i;
+            const uint32_t before = memory.chain[i];
+            const bool known = before != 0 && before < number && base + before <= last;
+            history.chain[(base + number) % kHistorySize] = known ? base + before : kNoPosition;
         }
+        // The head grows in place, from its end: a wide entry overlaps narrow ones of its index
+        // and above.
         for (uint32_t hash = kHashSize; hash-- > 0;) {
-            const uint32_t above = memory.head[hash];
-            history.head[hash] = above == 0 ? kNoPosition : base + above;
+            const uint32_t number = memory.head[hash];
+            history.head[hash] = number == 0 ? kNoPosition : base + number;
         }
     }
 
-    // Room for the positions [p, p + kStepReach). Calls too short for a search do not come here, so
-    // p may have moved by any amount.
+    // Room in the head for the positions [p, p + kStepReach), for searches without chains. Calls too
+    // short for a search do not come here, so p may have moved by any amount.
     void makeRoom(uint32_t p) {
-        if (p - base_ > kMostAboveBase) slide(p - base_ - kAboveBaseAfterSlide);
+        if (p - base_ > kMostAboveBase) slideHead(p - base_ - kAboveBaseAfterSlide);
+    }
+    // The same in both tables.
+    void makeRoomInChain(uint32_t p) {
+        if (p - base_ <= kMostAboveBase) return;
+        const uint32_t shift = p - base_ - kAboveBaseAfterSlide;
+        slideChain(shift);
+        slideHead(shift);
     }
 
     const void* entry(uint32_t hash) const { return &memory_.head[hash]; }
     uint32_t latest(uint32_t hash) const { return base_ + memory_.head[hash]; }
-    uint32_t before(uint32_t q) const { return q - memory_.chain[q % kHistorySize]; }
     void setLatest(uint32_t hash, uint32_t p) {
         memory_.head[hash] = static_cast<uint16_t>(p - base_);
     }
@@ -243,64 +254,73 @@ class NarrowTables {
         return _mm_andnot_si128(_mm_srai_epi16(distances, 15), distances);
     }
 
-    // Marks a position that is not inserted. No other has the distance 0.
-    static void leaveOut(MatchHistory& history, uint32_t p) {
-        memoryOf(history).chain[p % kHistorySize] = 0;
-    }
-    static bool leftOut(const MatchHistory& history, uint32_t p) {
-        return reinterpret_cast<const Memory&>(history).chain[p % kHistorySize] == 0;
-    }
-    // q is at or above the base.
-    void setBefore(uint32_t p, uint32_t q) {
-        memory_.chain[p % kHistorySize] = static_cast<uint16_t>(p - q);
-    }
+    uint32_t base() const { return base_; }
+    // By its number, the number of the position before each position that had its hash.
+    const U16* chain() const { return memory_.chain; }
+
     // Inserts `count` (at least 1) positions from p on into both tables; their bytes are at
     // `bytes`.
     void enter(const uint8_t* bytes, uint32_t p, uint32_t count) {
-        enterAll(memory_, bytes, p, p - base_, count);
+        enterAll(memory_, bytes, p - base_, count);
     }
+    // Undoes it for the latest positions.
+    void takeBack(const uint8_t* bytes, uint32_t p, uint32_t count) {
+        while (count-- > 0) {
+            const uint8_t* const at = bytes + count;
+            memory_.head[tabulationHash(at[0], at[1], at[2])] = memory_.chain[p - base_ + count];
+        }
+    }
+    // Marks a position that is not inserted: no other stands before itself.
+    void leaveOut(uint32_t p) { memory_.chain[p - base_] = static_cast<uint16_t>(p - base_); }
+    bool leftOut(uint32_t p) const { return memory_.chain[p - base_] == p - base_; }
 
   private:
     struct Memory {
         U16 head[kHashSize];
-        U16 chain[kHistorySize];
+        U16 chain[2 * kHistorySize];
         U32 base;
     };
     static_assert(sizeof(Memory) <= offsetof(MatchHistory, window));
-    // widen() overwrites the end of the chain with its start, which it moves last.
-    static_assert(offsetof(Memory, chain) + sizeof(Memory::chain) <=
-                  offsetof(MatchHistory, chain) + sizeof(U32));
+    // As widen() has it.
+    static_assert(offsetof(Memory, chain) + kHistorySize * sizeof(U16) <=
+                  offsetof(MatchHistory, chain));
 
-    static constexpr uint32_t kLeastAboveBase = kHistorySize + 1;
-    static constexpr uint32_t kMostAboveBase = 0xFFFF - kStepReach;
+    static constexpr uint32_t kSlideRemainder = 8;
+    static constexpr uint32_t kMostAboveBase = 0xFFFF - kStepReach - kSlideRemainder;
     // All that a search can reach stays above the base.
     static constexpr uint32_t kAboveBaseAfterSlide = kHistorySize + 256;
-    static_assert(kAboveBaseAfterSlide > kLeastAboveBase);
 
     static Memory& memoryOf(MatchHistory& history) { return reinterpret_cast<Memory&>(history); }
 
     // Kept out of the searches: within them i386 has no registers left for this loop.
-    [[gnu::noinline]] static void enterAll(Memory& memory, const uint8_t* bytes, uint32_t p,
-                                           uint32_t above, uint32_t count) {
+    [[gnu::noinline]] static void enterAll(Memory& memory, const uint8_t* bytes, uint32_t number,
+                                           uint32_t count) {
         const uint8_t* const end = bytes + count;
         TabulationHashes hashes(bytes);
         do {
-            const uint32_t hash = hashes.next(bytes[2]);
-            memory.chain[p % kHistorySize] = static_cast<uint16_t>(above - memory.head[hash]);
-            memory.head[hash] = static_cast<uint16_t>(above);
-            ++p;
-            ++above;
+            U16& latest = memory.head[hashes.next(bytes[2])];
+            memory.chain[number] = uint16_t{latest};
+            latest = static_cast<uint16_t>(number);
+            ++number;
         } while (++bytes != end);
     }
 
-    void slide(uint32_t shift) {
-        const __m128i lowered = _mm_set1_epi16(static_cast<short>(std::min(shift, 0xFFFFU)));
-        for (uint32_t i = 0; i < kHashSize; i += 8) {
-            auto* entries = reinterpret_cast<__m128i*>(&memory_.head[i]);
-            _mm_storeu_si128(entries, _mm_subs_epu16(_mm_loadu_si128(entries), lowered));
-        }
+    static __m128i lowered(const U16* eight, uint32_t shift) {
+        return _mm_subs_epu16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(eight)),
+                              _mm_set1_epi16(static_cast<short>(std::min(shift, 0xFFFFU))));
+    }
+    void slideHead(uint32_t shift) {
+        for (uint32_t i = 0; i < kHashSize; i += 8)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(&memory_.head[i]),
+                             lowered(&memory_.head[i], shift));
         base_ += shift;
         memory_.base = base_;
+    }
+    void slideChain(uint32_t shift) {
+        constexpr uint32_t kNumbers = 2 * kHistorySize;
+        for (uint32_t i = 0; shift + i <= kNumbers - 8; i += 8)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(&memory_.chain[i]),
+                             lowered(&memory_.chain[shift + i], shift));
     }
 
     Memory& memory_;
@@ -332,6 +352,18 @@ class CallText {
 
     // What leads from the place of a position in the source to that in the window.
     uintptr_t windowFromSource() const { return windowBase_ - srcBase_; }
+    // The same text by positions less a base, from the base on, which is less than 2^31 away.
+    CallText numberedFrom(uint32_t base) const {
+        const auto ahead = static_cast<int32_t>(base - first_);
+        const uintptr_t shift = first_ + static_cast<uintptr_t>(intptr_t{ahead});
+        CallText text = *this;
+        text.first_ = ahead > 0 ? 0 : first_ - base;
+        text.end_ -= base;
+        text.origin_ -= base;
+        text.srcBase_ += shift;
+        text.windowBase_ += shift;
+        return text;
+    }
 
   private:
     uint32_t first_;
@@ -403,6 +435,13 @@ inline uint32_t matchLength(const uint8_t* a, const uint8_t* b, uint32_t limit) 
 // `anyDistance`: at position 1 or later, wherever its bytes can still be read.
 enum class Reach { window, anyDistance };
 
+// Whether the position q, from a table, can serve as an earlier occurrence for p.
+template <Reach reach>
+bool admissible(uint32_t p, uint32_t q, uint32_t earliest) {
+    if (reach == Reach::window) return p - q - 1 < kHistorySize - 1;
+    return q >= earliest && q < p;
+}
+
 // Whether a search counts its remote candidates: those beyond the first ones, which cost as much
 // wherever they are found.
 enum class Counting { off, on };
@@ -416,32 +455,63 @@ struct Match {
     uint32_t position;  // where the earlier occurrence begins
 };
 
-// Searches and updates the tables during one call. The chain limit bounds the work at a position
-// whatever the tables hold.
-template <Reach reach, class Tables = WideTables, Counting counting = Counting::off>
-class ChainSearch {
-    static_assert(reach == Reach::window || std::is_same_v<Tables, WideTables>);
-
-  public:
-    ChainSearch(MatchHistory& history, const CallText& text)
-        : tables_(history), text_(text), earliest_(std::max(text.earliest(), uint32_t{1})) {}
-
-    // Whether the position q, from a table, can serve as an earlier occurrence for p.
-    bool admissible(uint32_t p, uint32_t q) const {
-        if (reach == Reach::window) return p - q - 1 < kHistorySize - 1;
-        return q >= earliest_ && q < p;
+// The longest match for the bytes at `here` among the first candidates, from q on, of a chain: up
+// to `limit` bytes, the nearest of equal ones; only what is longer than `floor` (at least 2)
+// counts. Ends at the first candidate that the chain does not reach. There is a byte beyond the
+// limit. Leaves in `candidates` (at least 1) how many more it would have looked at.
+template <class Chain>
+[[gnu::always_inline]] inline Match walk(const Chain& chain, const uint8_t* here, uint32_t q,
+                                         uint32_t limit, uint32_t& candidates, uint32_t floor) {
+    Match best{floor, q};
+    if (limit <= floor) return best;
+    if (floor < kMinMatch) {
+        // Three bytes decide, of four that are there to be read.
+        const uint32_t start = load<uint32_t>(here) << 8;
+        for (;; q = chain.before(q)) {
+            if (!chain.reaches(q)) return best;
+            const uint8_t* const there = chain.at(q);
+            if (load<uint32_t>(there) << 8 == start) {
+                best = {matchLength(there, here, limit), q};
+                break;
+            }
+            if (--candidates == 0) return best;
+        }
+        if (best.length == limit || --candidates == 0) return best;
+        q = chain.before(q);
     }
+    // A longer match has the four bytes that end one past the best one, which rejects nearly all
+    // others at once.
+    uint32_t ending = load<uint32_t>(here + best.length - 3);
+    for (; chain.reaches(q); q = chain.before(q)) {
+        const uint8_t* const there = chain.at(q);
+        if (load<uint32_t>(there + best.length - 3) == ending) {
+            const uint32_t length = matchLength(there, here, limit);
+            if (length > best.length) {
+                best = {length, q};
+                if (length == limit) break;
+                ending = load<uint32_t>(here + length - 3);
+            }
+        }
+        if (--candidates == 0) break;
+    }
+    return best;
+}
+
+// Searches and updates wide tables during one call, position by position. The chain limit bounds
+// the work at a position whatever the tables hold.
+template <Reach reach>
+class ChainSearch {
+  public:
+    ChainSearch(MatchHistory& history, const CallText& text, uint32_t /*stop*/)
+        : tables_(history), text_(text), earliest_(std::max(text.earliest(), uint32_t{1})) {}
 
     const uint8_t* at(uint32_t p) const { return text_.at(p); }
 
-    // To be called before each step from p on that inserts up to kStepReach positions.
-    void makeRoom(uint32_t p) { tables_.makeRoom(p); }
+    void beginStep(uint32_t /*p*/, size_t /*room*/) {}
+    void end(uint32_t /*p*/) {}
 
     // The latest position with the hash of p, without inserting p. Three bytes at p must exist.
     uint32_t candidateAt(uint32_t p) const { return tables_.latest(hashAt(p)); }
-
-    // The sum of remote() over the searches.
-    uint32_t remoteCandidates() const { return remoteCandidates_; }
 
     // Inserts p and returns the latest position before it with the same hash.
     uint32_t insert(uint32_t p) { return insertHash(p, hashAt(p)); }
@@ -449,65 +519,29 @@ class ChainSearch {
     // Inserts the positions [p, stop).
     void insertUpTo(uint32_t p, uint32_t stop) {
         const uint8_t* bytes = text_.at(p);
-        if constexpr (std::is_same_v<Tables, NarrowTables>) {
-            if (p != stop) tables_.enter(bytes, p, stop - p);
-            return;
-        }
         TabulationHashes hashes(bytes);
         for (; p != stop; ++p, ++bytes)
             insertHash(p, hashes.next(bytes[2]));
     }
 
-    // The longest match for p among the first `candidates` (at least 1) of the chain from q on, up
-    // to `limit` bytes, the nearest of equal ones; only what is longer than `floor` (at least 2)
-    // counts. Ends at the first inadmissible candidate. The call has a byte beyond the limit.
+    // walk() for p.
     [[gnu::always_inline]] Match longest(uint32_t p, uint32_t q, uint32_t limit,
-                                         uint32_t candidates, uint32_t floor = kMinMatch - 1) {
-        const uint32_t most = candidates;
-        const Match best = walk(p, q, limit, candidates, floor);
-        if constexpr (counting == Counting::on) remoteCandidates_ += remote(most - candidates);
-        return best;
+                                         uint32_t candidates,
+                                         uint32_t floor = kMinMatch - 1) const {
+        return walk(Chain{tables_, text_, p, earliest_}, text_.at(p), q, limit, candidates, floor);
     }
 
   private:
-    // Leaves in `candidates` how many more it would have looked at.
-    [[gnu::always_inline]] Match walk(uint32_t p, uint32_t q, uint32_t limit, uint32_t& candidates,
-                                      uint32_t floor) const {
-        Match best{floor, q};
-        if (limit <= floor) return best;
-        const uint8_t* const here = text_.at(p);
-        if (floor < kMinMatch) {
-            // Three bytes decide, of four that are there to be read: p + limit < end.
-            const uint32_t start = load<uint32_t>(here) << 8;
-            for (;; q = tables_.before(q)) {
-                if (!admissible(p, q)) return best;
-                const uint8_t* const there = text_.anywhere(q);
-                if (load<uint32_t>(there) << 8 == start) {
-                    best = {matchLength(there, here, limit), q};
-                    break;
-                }
-                if (--candidates == 0) return best;
-            }
-            if (best.length == limit || --candidates == 0) return best;
-            q = tables_.before(q);
-        }
-        // A longer match has the four bytes that end one past the best one, which rejects nearly
-        // all others at once.
-        uint32_t ending = load<uint32_t>(here + best.length - 3);
-        for (; admissible(p, q); q = tables_.before(q)) {
-            const uint8_t* const there = text_.anywhere(q);
-            if (load<uint32_t>(there + best.length - 3) == ending) {
-                const uint32_t length = matchLength(there, here, limit);
-                if (length > best.length) {
-                    best = {length, q};
-                    if (length == limit) break;
-                    ending = load<uint32_t>(here + length - 3);
-                }
-            }
-            if (--candidates == 0) break;
-        }
-        return best;
-    }
+    struct Chain {
+        const WideTables& tables;
+        const CallText& text;
+        uint32_t p;
+        uint32_t earliest;
+
+        bool reaches(uint32_t q) const { return admissible<reach>(p, q, earliest); }
+        uint32_t before(uint32_t q) const { return tables.before(q); }
+        const uint8_t* at(uint32_t q) const { return text.anywhere(q); }
+    };
 
     uint32_t hashAt(uint32_t p) const {
         const uint8_t* bytes = text_.at(p);
@@ -521,9 +555,85 @@ class ChainSearch {
         return previous;
     }
 
-    Tables tables_;
+    WideTables tables_;
     CallText text_;
     uint32_t earliest_;
+};
+
+// The same with narrow tables. Which positions are inserted does not depend on what is found, so
+// they are inserted some hundred at a time, ahead of the search, and those that it does not come to
+// are taken back.
+template <Counting counting = Counting::off>
+class AheadSearch {
+  public:
+    // For positions before `stop`.
+    AheadSearch(MatchHistory& history, const CallText& text, uint32_t stop)
+        : tables_(history), text_(text), stop_(stop), ahead_(text.first()) {}
+
+    const uint8_t* at(uint32_t p) const { return text_.at(p); }
+
+    // To be called before each step, at p, that looks for matches at p and p + 1. There is room for
+    // about so many literals or matches more.
+    void beginStep(uint32_t p, size_t room) {
+        if (p + 2 > ahead_) insertAhead(p, room);
+    }
+    // To be called with the position reached, at most `stop`.
+    void end(uint32_t p) {
+        if (p > ahead_) insertAhead(p, 0);
+        if (p < ahead_) tables_.takeBack(text_.at(p), p, ahead_ - p);
+    }
+
+    // Where the walk for p begins.
+    uint32_t insert(uint32_t p) const { return candidateAt(p); }
+    uint32_t candidateAt(uint32_t p) const { return tables_.chain()[p - tables_.base()]; }
+    void insertUpTo(uint32_t /*p*/, uint32_t /*stop*/) {}
+
+    // walk() for p.
+    [[gnu::always_inline]] Match longest(uint32_t p, uint32_t q, uint32_t limit,
+                                         uint32_t candidates, uint32_t floor = kMinMatch - 1) {
+        const uint32_t base = tables_.base();
+        const Chain chain{tables_.chain(), numbered_, p - base - (kHistorySize - 1)};
+        const uint32_t most = candidates;
+        Match best = walk(chain, text_.at(p), q, limit, candidates, floor);
+        if constexpr (counting == Counting::on) remoteCandidates_ += remote(most - candidates);
+        best.position += base;
+        return best;
+    }
+
+    // The sum of remote() over the searches.
+    uint32_t remoteCandidates() const { return remoteCandidates_; }
+
+  private:
+    struct Chain {
+        const U16* entries;
+        const CallText& text;
+        uint32_t oldest;
+
+        bool reaches(uint32_t q) const { return q >= oldest; }
+        uint32_t before(uint32_t q) const { return entries[q]; }
+        const uint8_t* at(uint32_t q) const { return text.anywhere(q); }
+    };
+
+    void renumber() { numbered_ = text_.numberedFrom(tables_.base()); }
+
+    // No farther than what will be used even where there are literals only, but for a few
+    // positions.
+    [[gnu::noinline]] void insertAhead(uint32_t p, size_t room) {
+        const uint32_t from = ahead_;
+        // With the rest of the match that p is behind, at most kStepReach.
+        const auto step = static_cast<uint32_t>(std::min(room + 2, size_t{kStepReach - kMaxMatch}));
+        ahead_ = std::min(stop_, std::max(p, from) + step);
+        if (ahead_ == from) return;
+        tables_.makeRoomInChain(from);
+        numbered_ = text_.numberedFrom(tables_.base());
+        tables_.enter(text_.at(from), from, ahead_ - from);
+    }
+
+    NarrowTables tables_;
+    CallText text_;
+    CallText numbered_{text_};  // by the numbers in the tables
+    uint32_t stop_;
+    uint32_t ahead_;  // the positions before it are inserted
     uint32_t remoteCandidates_ = 0;
 };
 

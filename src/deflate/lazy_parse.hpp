@@ -35,7 +35,7 @@ template <class Search>
     bool carried = carriedIn.length != 0;
     Match here{carriedIn.length, p - carriedIn.distance};
     while (p < pause && pairNext != pairEnd) {
-        search.makeRoom(p);
+        search.beginStep(p, static_cast<size_t>(pairEnd - pairNext));
         const uint32_t q = search.insert(p);
         if (!carried) here = search.longest(p, q, limitAt(p), kBestCandidates);
         const uint32_t distance = p - here.position;

@@ -31,11 +31,7 @@ template <Reach reach, class Tables>
 class Parser {
   public:
     Parser(MatchHistory& history, const CallText& text, U32* pairs, U32* pairsEnd)
-        : text_(text),
-          search_(history, text),
-          tables_(history),
-          pairNext_(pairs),
-          pairEnd_(pairsEnd) {}
+        : history_(history), text_(text), pairNext_(pairs), pairEnd_(pairsEnd) {}
 
     U32* pairNext() const { return pairNext_; }
 
@@ -53,16 +49,17 @@ class Parser {
   private:
     bool room() const { return pairNext_ != pairEnd_; }
     void literal(uint32_t p) { *pairNext_++ = literalPair(*text_.at(p)); }
-    void match(uint32_t length, uint32_t distance) { *pairNext_++ = pairOf(length, distance); }
 
     // The last position of the search is before this.
     uint32_t searchEnd(uint32_t tail) const {
         return text_.end() - std::min(tail, text_.end() - text_.first());
     }
 
+    using Search =
+        std::conditional_t<std::is_same_v<Tables, NarrowTables>, AheadSearch<>, ChainSearch<reach>>;
+
+    MatchHistory& history_;
     CallText text_;
-    ChainSearch<reach, Tables> search_;
-    Tables tables_;
     U32* pairNext_;
     U32* pairEnd_;
 };
@@ -78,7 +75,8 @@ void enter(Tables& tables, const uint8_t* bytes, uint32_t p, uint32_t stop) {
 template <Reach reach, class Tables>
 uint32_t Parser<reach, Tables>::fast() {
     const CallText text = text_;
-    Tables tables = tables_;
+    Tables tables(history_);
+    const uint32_t earliest = std::max(text.earliest(), uint32_t{1});
     U32* pairNext = pairNext_;
     U32* const pairEnd = pairEnd_;
     const uint32_t stop = searchEnd(kTail);
@@ -99,7 +97,7 @@ uint32_t Parser<reach, Tables>::fast() {
         tables.setLatest(hash % kHashSize, p);
         const uint32_t limit = std::min(stop - p, kMaxMatch);
         // Three bytes decide, of four that are there: stop lies two bytes before the end.
-        if (!search_.admissible(p, q) || limit < kMinMatch ||
+        if (!admissible<reach>(p, q, earliest) || limit < kMinMatch ||
             (load<uint32_t>(text.anywhere(q)) ^ load<uint32_t>(here)) << 8 != 0) {
             *pairNext++ = literalPair(*here);
             ++p;
@@ -117,27 +115,32 @@ uint32_t Parser<reach, Tables>::fast() {
 template <Reach reach, class Tables>
 uint32_t Parser<reach, Tables>::normal() {
     const uint32_t stop = searchEnd(kTail);
+    Search search(history_, text_, stop);
+    U32* pairNext = pairNext_;
     uint32_t p = text_.first();
-    while (p < stop && room()) {
-        search_.makeRoom(p);
-        const uint32_t q = search_.insert(p);
-        const Match found = search_.longest(p, q, std::min(stop - p, kMaxMatch), kNormalCandidates);
+    while (p < stop && pairNext != pairEnd_) {
+        search.beginStep(p, static_cast<size_t>(pairEnd_ - pairNext));
+        const uint32_t q = search.insert(p);
+        const Match found = search.longest(p, q, std::min(stop - p, kMaxMatch), kNormalCandidates);
         if (found.length < kMinMatch) {
-            literal(p++);
+            *pairNext++ = literalPair(*text_.at(p++));
             continue;
         }
-        match(found.length, p - found.position);
-        search_.insertUpTo(p + 1, p + found.length);
+        *pairNext++ = pairOf(found.length, p - found.position);
+        search.insertUpTo(p + 1, p + found.length);
         p += found.length;
     }
+    search.end(p);
+    pairNext_ = pairNext;
     return p;
 }
 
 template <Reach reach, class Tables>
 uint32_t Parser<reach, Tables>::best() {
     const uint32_t stop = searchEnd(kBestTail);
+    Search search(history_, text_, stop);
     Carried carried;
-    return parseLazily(search_, text_.first(), stop, stop, carried, pairNext_, pairEnd_);
+    return parseLazily(search, text_.first(), stop, stop, carried, pairNext_, pairEnd_);
 }
 
 template <Reach reach, class Tables>

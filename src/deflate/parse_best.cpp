@@ -53,12 +53,13 @@ uint32_t candidatesAhead(const EncodeState& state, const Rest& rest) {
 
 void parseAlongChains(EncodeState& state, Rest& rest, uint32_t most) {
     const CallText text = beginCall<NarrowTables>(state.history, rest.src, rest.size);
-    ChainSearch<Reach::window, NarrowTables, Counting::on> search(state.history, text);
     const uint32_t first = text.first();
     const uint32_t stop = text.end() - kBestTail;
+    AheadSearch<Counting::on> search(state.history, text, stop);
     const uint32_t pause = first + std::min(stop - first, most);
     const uint32_t reached =
         parseLazily(search, first, pause, stop, rest.carried, rest.pairNext, rest.pairEnd);
+    search.end(reached);
     note(state, search.remoteCandidates(), reached - first);
     endCall(state.history, rest.src, reached - first);
     rest.consume(reached - first);
@@ -90,10 +91,12 @@ void parseSorted(EncodeState& state, Rest& rest) {
 // The end of a call, whose positions are not inserted.
 void takeLiterals(EncodeState& state, Rest& rest) {
     const CallText text = beginCall<NarrowTables>(state.history, rest.src, rest.size);
-    const uint32_t count = std::min(rest.size, rest.room());
+    const uint32_t count = std::min({rest.size, rest.room(), kBestTail});
+    NarrowTables tables(state.history);
+    tables.makeRoomInChain(text.first());
     for (uint32_t p = text.first(); p != text.first() + count; ++p) {
         *rest.pairNext++ = literalPair(*text.at(p));
-        NarrowTables::leaveOut(state.history, p);
+        tables.leaveOut(p);
     }
     endCall(state.history, rest.src, count);
     rest.consume(count);

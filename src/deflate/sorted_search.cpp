@@ -71,11 +71,12 @@ uint32_t takePlace(U16* next, uint32_t hash) {
 
 }  // namespace
 
-LeftOut::LeftOut(const MatchHistory& history) {
+LeftOut::LeftOut(MatchHistory& history) {
+    const NarrowTables tables(history);
     const uint32_t end = history.position;
     const uint32_t size = std::min(end - history.origin, kHistorySize - 1);
     for (uint32_t p = end - size; p != end; ++p) {
-        if (!NarrowTables::leftOut(history, p)) continue;
+        if (!tables.leftOut(p)) continue;
         known_ = count_ != kMost;
         if (!known_) return;
         positions_[count_++] = p;
@@ -83,9 +84,10 @@ LeftOut::LeftOut(const MatchHistory& history) {
 }
 
 void LeftOut::mark(MatchHistory& history) const {
+    NarrowTables tables(history);
     for (uint32_t i = 0; i < count_; ++i) {
         if (history.position - positions_[i] < kHistorySize) {
-            NarrowTables::leaveOut(history, positions_[i]);
+            tables.leaveOut(positions_[i]);
         }
     }
 }

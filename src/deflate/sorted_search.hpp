@@ -18,7 +18,7 @@ namespace zeldc::deflate {
 class LeftOut {
   public:
     // Calls of a few bytes may leave out more than can be held; then known() is false.
-    explicit LeftOut(const MatchHistory& history);
+    explicit LeftOut(MatchHistory& history);
 
     bool known() const { return known_; }
 
@@ -70,9 +70,9 @@ class SortedSearch {
     uint32_t remoteCandidates() const { return remoteCandidates_; }
     const uint8_t* at(uint32_t p) const { return reinterpret_cast<const uint8_t*>(text_ + p); }
 
-    // As ChainSearch has them. Nothing is to be done to insert a position, and its candidates are
-    // named by its place.
-    void makeRoom(uint32_t /*p*/) {}
+    // As the searches along chains have them. Nothing is to be done to insert a position, and its
+    // candidates are named by its place.
+    void beginStep(uint32_t /*p*/, size_t /*room*/) {}
     uint32_t insert(uint32_t p) { return candidateAt(p); }
     void insertUpTo(uint32_t /*p*/, uint32_t /*stop*/) {}
     uint32_t candidateAt(uint32_t p) const { return memory_.places[p - kFirst]; }

@@ -66,6 +66,8 @@ class TokenWriter {
         for (; bitCount_ >= 8 && dstNext_ != dstEnd_; bitCount_ -= 8, bitBuf_ <<= 8)
             *dstNext_++ = static_cast<uint8_t>(bitBuf_ >> 24);
     }
+    // A token takes more than a byte.
+    size_t room() const { return static_cast<size_t>(dstEnd_ - dstNext_); }
     bool holdsWholeByte() const { return bitCount_ >= 8; }
     uint8_t* dstNext() const { return dstNext_; }
     void saveTo(State& state) const {
@@ -90,27 +92,26 @@ class TokenWriter {
 // reached. Nothing but a token boundary shows in the state, so the stream is the same however the
 // destination is cut.
 uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& out) {
-    ChainSearch<Reach::window, NarrowTables> search(history, text);
     uint32_t p = text.first();
     const uint32_t searchEnd = text.end() - std::min(kTail, text.end() - p);
-    while (p != searchEnd) {
-        search.makeRoom(p);
+    AheadSearch search(history, text, searchEnd);
+    bool full = false;
+    while (p != searchEnd && !full) {
+        search.beginStep(p, out.room());
         const uint32_t candidate = search.insert(p);
         const uint32_t limit = std::min(searchEnd - p, kMaxMatch);
         const Match match = search.longest(p, candidate, limit, kMaxCandidates);
         if (match.length >= kMinMatch) {
-            search.insertUpTo(p + 1, p + match.length);
-            const uint32_t distance = p - match.position;
+            full = !out.putMatch(p - match.position, match.length);
             p += match.length;
-            if (!out.putMatch(distance, match.length)) return p;
         } else {
-            if (!out.putLiteral(*text.at(p++))) return p;
+            full = !out.putLiteral(*text.at(p++));
         }
     }
+    search.end(p);
     // Two literals, exactly: more than the byte that a token above may have written too many.
-    while (p != text.end()) {
-        if (!out.putSlowly(kLiteralFlag | *text.at(p++), kLiteralBits)) break;
-    }
+    while (p != text.end() && !full)
+        full = !out.putSlowly(kLiteralFlag | *text.at(p++), kLiteralBits);
     return p;
 }
 
