@@ -1,6 +1,6 @@
 // Match search over a 32 KB window, shared by the coders that parse with hash chains: the tables of
-// positions, the tabulation hash, the walk along a chain, and the upkeep of the history between
-// calls.
+// positions, the tabulation hash, the walk along a chain, the search position by position and
+// ahead, and the upkeep of the history between calls.
 //
 // Bytes are numbered by positions. The bytes of a call are read where the caller has them, earlier
 // ones from a window of 64 KB that is refilled after each call; the first bytes of the call follow
@@ -185,16 +185,17 @@ class NarrowTables {
 
     // Turns the tables into wide ones. Positions up to 32768 back keep their chain.
     static void widen(MatchHistory& history) {
-        NarrowTables(history).makeRoomInChain(history.position);
         Memory& memory = memoryOf(history);
         const uint32_t base = memory.base;
         const uint32_t last = history.position - 1;
-        // The part of the chain that counts makes way for the wide one.
+        // The part of the chain that counts makes way for the wide one. Calls too short for a
+        // search may have left its numbers behind.
         const uint32_t first = last - base - (kHistorySize - 1);
-        std::memmove(memory.chain, memory.chain + first, kHistorySize * sizeof(U16));
+        const uint32_t size = std::min(kHistorySize, kNumbers - std::min(first, kNumbers));
+        std::memmove(memory.chain, memory.chain + std::min(first, kNumbers), size * sizeof(U16));
         for (uint32_t i = kHistorySize; i-- > 0;) {
             const uint32_t number = first + i;
-            const uint32_t before = memory.chain[i];
+            const uint32_t before = i < size ? memory.chain[i] : uint16_t{0};
             const bool known = before != 0 && before < number && base + before <= last;
             history.chain[(base + number) % kHistorySize] = known ? base + before : kNoPosition;
         }
@@ -206,8 +207,8 @@ class NarrowTables {
         }
     }
 
-    // Room in the head for the positions [p, p + kStepReach), for searches without chains. Calls too
-    // short for a search do not come here, so p may have moved by any amount.
+    // Room in the head for the positions [p, p + kStepReach), for searches without chains. Calls
+    // too short for a search do not come here, so p may have moved by any amount.
     void makeRoom(uint32_t p) {
         if (p - base_ > kMostAboveBase) slideHead(p - base_ - kAboveBaseAfterSlide);
     }
@@ -275,9 +276,11 @@ class NarrowTables {
     bool leftOut(uint32_t p) const { return memory_.chain[p - base_] == p - base_; }
 
   private:
+    static constexpr uint32_t kNumbers = 1U << 16;
+
     struct Memory {
         U16 head[kHashSize];
-        U16 chain[2 * kHistorySize];
+        U16 chain[kNumbers];
         U32 base;
     };
     static_assert(sizeof(Memory) <= offsetof(MatchHistory, window));
@@ -285,8 +288,8 @@ class NarrowTables {
     static_assert(offsetof(Memory, chain) + kHistorySize * sizeof(U16) <=
                   offsetof(MatchHistory, chain));
 
-    static constexpr uint32_t kSlideRemainder = 8;
-    static constexpr uint32_t kMostAboveBase = 0xFFFF - kStepReach - kSlideRemainder;
+    // By eights, a slide of the chain leaves out up to seven numbers at the end.
+    static constexpr uint32_t kMostAboveBase = 0xFFFF - kStepReach - 8;
     // All that a search can reach stays above the base.
     static constexpr uint32_t kAboveBaseAfterSlide = kHistorySize + 256;
 
@@ -317,7 +320,6 @@ class NarrowTables {
         memory_.base = base_;
     }
     void slideChain(uint32_t shift) {
-        constexpr uint32_t kNumbers = 2 * kHistorySize;
         for (uint32_t i = 0; shift + i <= kNumbers - 8; i += 8)
             _mm_storeu_si128(reinterpret_cast<__m128i*>(&memory_.chain[i]),
                              lowered(&memory_.chain[shift + i], shift));
