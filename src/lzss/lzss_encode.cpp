@@ -91,7 +91,8 @@ class TokenWriter {
 // Codes the source until it ends or the destination is full behind a token; returns the position
 // reached. Nothing but a token boundary shows in the state, so the stream is the same however the
 // destination is cut.
-uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& out) {
+uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& writer) {
+    TokenWriter out = writer;
     uint32_t p = text.first();
     const uint32_t searchEnd = text.end() - std::min(kTail, text.end() - p);
     AheadSearch search(history, text, searchEnd);
@@ -112,6 +113,7 @@ uint32_t encodeTokens(MatchHistory& history, const CallText& text, TokenWriter& 
     // Two literals, exactly: more than the byte that a token above may have written too many.
     while (p != text.end() && !full)
         full = !out.putSlowly(kLiteralFlag | *text.at(p++), kLiteralBits);
+    writer = out;
     return p;
 }
 
