@@ -594,9 +594,16 @@ class AheadSearch {
     [[gnu::always_inline]] Match longest(uint32_t p, uint32_t q, uint32_t limit,
                                          uint32_t candidates, uint32_t floor = kMinMatch - 1) {
         const uint32_t base = tables_.base();
-        const Chain chain{tables_.chain(), numbered_, p - base - (kHistorySize - 1)};
+        const Links links{tables_.chain(), p - base - (kHistorySize - 1)};
+        const uint8_t* const here = text_.at(p);
         const uint32_t most = candidates;
-        Match best = walk(chain, text_.at(p), q, limit, candidates, floor);
+        Match best{};
+        if (links.oldest < numbered_.first()) {
+            best = walk(Chain{links, numbered_}, here, q, limit, candidates, floor);
+        } else {
+            const auto text = reinterpret_cast<uintptr_t>(numbered_.at(0));
+            best = walk(SourceChain{links, text}, here, q, limit, candidates, floor);
+        }
         if constexpr (counting == Counting::on) remoteCandidates_ += remote(most - candidates);
         best.position += base;
         return best;
@@ -606,17 +613,24 @@ class AheadSearch {
     uint32_t remoteCandidates() const { return remoteCandidates_; }
 
   private:
-    struct Chain {
+    struct Links {
         const U16* entries;
-        const CallText& text;
         uint32_t oldest;
 
         bool reaches(uint32_t q) const { return q >= oldest; }
         uint32_t before(uint32_t q) const { return entries[q]; }
+    };
+    struct Chain : Links {
+        const CallText& text;
+
         const uint8_t* at(uint32_t q) const { return text.anywhere(q); }
     };
+    // All of it in the source, which saves registers.
+    struct SourceChain : Links {
+        uintptr_t text;
 
-    void renumber() { numbered_ = text_.numberedFrom(tables_.base()); }
+        const uint8_t* at(uint32_t q) const { return reinterpret_cast<const uint8_t*>(text + q); }
+    };
 
     // No farther than what will be used even where there are literals only, but for a few
     // positions.
