@@ -374,6 +374,11 @@ TEST(Bwt, InverseOfAnything) {
         Transformed t{support::randomBytes(size, random.next(), 1 + random.sizeBelow(256)), 0};
         if (i % 3 == 0) std::sort(t.bytes.begin(), t.bytes.end());
         if (i % 4 == 1) t.bytes = forward(support::textLike(size, random.next())).bytes;
+        if (i % 10 == 0) {  // few runs, all long
+            const size_t run = std::max<size_t>(1, size / (1 + random.sizeBelow(12)));
+            for (size_t k = 0; k < size; ++k)
+                t.bytes[k] = t.bytes[k - k % run];
+        }
         for (const size_t row :
              {size_t{0}, size - 1, size_t{random.below(static_cast<uint32_t>(size))}}) {
             t.index = static_cast<int32_t>(row);

@@ -67,6 +67,12 @@ constexpr size_t kMinStride = 64;
 // Shorter blocks stay in the nearest cache.
 constexpr size_t kShortestInLanes = 2048;
 constexpr size_t kLanes = 16;
+// Where nearly all rows are in long runs, each lane walks along a few stretches of the vector, and
+// all lanes' together must not be more than the processor fetches ahead.
+constexpr size_t kLanesInRuns = 4;
+constexpr size_t inRunsFrom(size_t n) {
+    return n - n / 32;
+}
 
 Heads headsFor(size_t n, size_t index) {
     return {n, std::max(kMinStride, (n + kMaxHeads - 1) / kMaxHeads), index};
@@ -93,9 +99,10 @@ void countRows(const uint8_t* src, size_t n, uint32_t (&cursors)[256]) {
     }
 }
 
-// Without heads, for the plain walk, or with.
+// Without heads, for the plain walk, or with. Returns how many rows are in long runs.
 template <class Entry>
-void buildVector(const uint8_t* src, size_t n, const Heads* heads, uint32_t* vector) {
+size_t buildVector(const uint8_t* src, size_t n, const Heads* heads, uint32_t* vector) {
+    size_t inRuns = 0;
     uint32_t cursors[256];
     countRows(src, n, cursors);
     const auto put = [&](size_t i, uint32_t flag) {
@@ -111,6 +118,7 @@ void buildVector(const uint8_t* src, size_t n, const Heads* heads, uint32_t* vec
                 for (size_t k = 0; k < kRun; ++k)
                     rows[k] = Entry::make(static_cast<uint32_t>(i + k), src[i]);
                 cursors[src[i]] += kRun;
+                inRuns += kRun;
             } else {
                 for (size_t k = 0; k < kRun; ++k)
                     put(i + k, 0);
@@ -127,6 +135,7 @@ void buildVector(const uint8_t* src, size_t n, const Heads* heads, uint32_t* vec
         i = end + 1;
     }
     putUpTo(i, n);
+    return inRuns;
 }
 
 // Walks one row after another.
@@ -146,7 +155,7 @@ void walkPlainly(const uint8_t* src, uint8_t* dst, size_t n, size_t index, const
 // to one segment each, so all segments together are at most n bytes, and while a lane still has a
 // byte to write there is room for it in some range: the ranges of lanes that found no further
 // segment are left over, and a lane may take half of what another one has left.
-template <class Entry>
+template <class Entry, size_t lanes>
 class LaneWalk {
   public:
     LaneWalk(const uint8_t* src, uint8_t* dst, size_t n, const Heads& heads, uint32_t* vector)
@@ -155,19 +164,19 @@ class LaneWalk {
     // False when the pieces became too many to keep account of; dst then holds nothing of use.
     bool walk(size_t index) {
         firstHead_ = heads_.of(index);
-        for (size_t lane = 0; lane < kLanes; ++lane) {
-            out_[lane] = dst_ + n_ / kLanes * lane;
-            outEnd_[lane] = lane + 1 == kLanes ? dst_ + n_ : out_[lane] + n_ / kLanes;
+        for (size_t lane = 0; lane < lanes; ++lane) {
+            out_[lane] = dst_ + n_ / lanes * lane;
+            outEnd_[lane] = lane + 1 == lanes ? dst_ + n_ : out_[lane] + n_ / lanes;
             begin(lane);
         }
-        active_ = kLanes;
+        active_ = lanes;
         while (active_ != 0) {
             const size_t steps = leastRoom();
             if (steps == 0) {
                 if (!makeRoom()) return false;
                 continue;
             }
-            const size_t taken = active_ == kLanes ? stepAll(steps) : stepActive(steps);
+            const size_t taken = active_ == lanes ? stepAll(steps) : stepActive(steps);
             for (size_t lane = 0; lane < active_; ++lane)
                 out_[lane] += taken;
             finishSegments();
@@ -179,7 +188,7 @@ class LaneWalk {
   private:
     static constexpr size_t kMaxPieces = kMaxHeads + 256;
     static constexpr uint16_t kNone = 0xFFFF;
-    static_assert(kLanes * kMinStride <= kShortestInLanes);  // a head for every lane at the start
+    static_assert(lanes * kMinStride <= kShortestInLanes);  // a head for every lane at the start
 
     struct Segment {
         uint16_t firstPiece;
@@ -231,21 +240,21 @@ class LaneWalk {
     size_t stepAll(size_t steps) {
         const uint32_t* const vector = vector_;
         const uint8_t* const src = src_;
-        uint32_t row[kLanes];
-        uint8_t* out[kLanes];
-        std::copy(row_, row_ + kLanes, row);
-        std::copy(out_, out_ + kLanes, out);
+        uint32_t row[lanes];
+        uint8_t* out[lanes];
+        std::copy(row_, row_ + lanes, row);
+        std::copy(out_, out_ + lanes, out);
         size_t k = 0;
         for (uint32_t met = 0; k < steps && !(met & Entry::kRowToHead); ++k) {
 #pragma GCC unroll 16
-            for (size_t lane = 0; lane < kLanes; ++lane) {
+            for (size_t lane = 0; lane < lanes; ++lane) {
                 const uint32_t entry = vector[row[lane]];
                 out[lane][k] = Entry::symbol(entry, src);
                 row[lane] = Entry::row(entry);
                 met |= row[lane];
             }
         }
-        std::copy(row, row + kLanes, row_);
+        std::copy(row, row + lanes, row_);
         return k;
     }
 
@@ -293,7 +302,7 @@ class LaneWalk {
             if (roomOf(lane) != 0) continue;
             if (pieceCount_ == kMaxPieces) return false;
             size_t widest = 0;
-            for (size_t other = 0; other < kLanes; ++other) {
+            for (size_t other = 0; other < lanes; ++other) {
                 if (roomOf(other) > roomOf(widest)) widest = other;
             }
             const size_t keep = widest < active_ ? (roomOf(widest) + 1) / 2 : roomOf(widest) / 4;
@@ -339,11 +348,11 @@ class LaneWalk {
     size_t started_ = 0;
     size_t active_ = 0;
     size_t pieceCount_ = 0;
-    uint32_t row_[kLanes];
-    uint8_t* out_[kLanes];
-    uint8_t* outEnd_[kLanes];
-    uint16_t headOf_[kLanes];
-    uint16_t pieceOf_[kLanes];
+    uint32_t row_[lanes];
+    uint8_t* out_[lanes];
+    uint8_t* outEnd_[lanes];
+    uint16_t headOf_[lanes];
+    uint16_t pieceOf_[lanes];
     Segment segments_[kMaxHeads];
     Piece pieces_[kMaxPieces];
 };
@@ -354,8 +363,11 @@ void invertBy(const uint8_t* src, uint8_t* dst, size_t n, size_t index, uint32_t
         buildVector<Entry>(src, n, nullptr, vector);
     } else {
         const Heads heads = headsFor(n, index);
-        buildVector<Entry>(src, n, &heads, vector);
-        if (LaneWalk<Entry>(src, dst, n, heads, vector).walk(index)) return;
+        const bool runs = buildVector<Entry>(src, n, &heads, vector) >= inRunsFrom(n);
+        if (runs ? LaneWalk<Entry, kLanesInRuns>(src, dst, n, heads, vector).walk(index)
+                 : LaneWalk<Entry, kLanes>(src, dst, n, heads, vector).walk(index)) {
+            return;
+        }
     }
     walkPlainly<Entry>(src, dst, n, index, vector);
 }
