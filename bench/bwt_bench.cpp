@@ -143,17 +143,18 @@ void verify(const Block& block) {
 }
 
 void add(const Block& block, const std::string& size) {
-    const auto entry = [&](const char* what, Run prepare, Run run) {
-        const std::string name = std::string(what) + "/" + size + "/" + block.name;
+    const auto entry = [&](const std::string& stage, const char* contender, Run prepare, Run run) {
+        const std::string name = stage + ("/" + size + "/" + block.name + "/") + contender;
         benchmark::RegisterBenchmark(name.c_str(), [block, prepare, run](benchmark::State& state) {
             measure(state, block, prepare, run);
         })->Unit(benchmark::kMillisecond);
     };
-    entry("forward/ours", forwardOurs, forwardOurs);
-    entry("forward/divbwt", forwardPeer, forwardPeer);
-    if (block.bytes.size() <= 32768) entry("forward/small", forwardSmall, forwardSmall);
-    entry("inverse/ours", forwardOurs, inverseOurs);
-    entry("inverse/inverse_bw_transform", forwardPeer, inversePeer);
+    entry("forward", "ours", forwardOurs, forwardOurs);
+    entry("forward", "divbwt", forwardPeer, forwardPeer);
+    if (block.bytes.size() <= 32768)
+        entry("forward", "ours for small blocks", forwardSmall, forwardSmall);
+    entry("inverse", "ours", forwardOurs, inverseOurs);
+    entry("inverse", "inverse_bw_transform", forwardPeer, inversePeer);
 }
 
 }  // namespace

@@ -75,10 +75,13 @@ void addRle(const std::string& name, Bytes bytes) {
         runRle(zelsDecodeRLE_8u, *coded, *out) == static_cast<int32_t>(src->size()) && *out == *src,
         "byte RLE round trip");
     const auto room = std::make_shared<Bytes>(src->size() * 3 / 2 + 3);
-    add("rle/" + name + "/memcpy", src->size(),
-        [=] { std::memcpy(room->data(), src->data(), src->size()); });
-    add("rle/" + name + "/encode", src->size(), [=] { runRle(zelsEncodeRLE_8u, *src, *room); });
-    add("rle/" + name + "/decode", src->size(), [=] { runRle(zelsDecodeRLE_8u, *coded, *out); });
+    const auto copy = [=] { std::memcpy(room->data(), src->data(), src->size()); };
+    add("rle_encode/" + name + "/memcpy", src->size(), copy);
+    add("rle_encode/" + name + "/ours", src->size(),
+        [=] { runRle(zelsEncodeRLE_8u, *src, *room); });
+    add("rle_decode/" + name + "/memcpy", src->size(), copy);
+    add("rle_decode/" + name + "/ours", src->size(),
+        [=] { runRle(zelsDecodeRLE_8u, *coded, *out); });
 }
 
 // --- byte Huffman -------------------------------------------------------------------------------
@@ -168,11 +171,11 @@ void addHuffman(const std::string& name, const Bytes& bytes) {
     require(*out == *src, "Huffman round trip");
 
     const auto room = std::make_shared<Bytes>(coded->size() + 8);
-    add("huffman/" + name + "/encode", bytes.size(),
+    add("huffman_encode/" + name + "/ours", bytes.size(),
         [=] { huffEncode(frequencies->data(), *src, *room); });
-    add("huffman/" + name + "/decode", bytes.size(),
+    add("huffman_decode/" + name + "/ours", bytes.size(),
         [=] { huffDecode(lengths->data(), *coded, *out); });
-    add("huffman/" + name + "/decode_bit_by_bit", bytes.size(),
+    add("huffman_decode/" + name + "/bit by bit", bytes.size(),
         [=] { reader->decode(coded->data(), *out); });
 }
 
@@ -184,7 +187,7 @@ void addLibdeflate(const std::string& name, const Bytes& bytes) {
                                               coded->size()));
     libdeflate_free_compressor(compressor);
     const auto out = std::make_shared<Bytes>(bytes.size());
-    add("huffman/" + name + "/libdeflate_decompress", bytes.size(), [=] {
+    add("huffman_decode/" + name + "/libdeflate", bytes.size(), [=] {
         auto* decompressor = libdeflate_alloc_decompressor();
         require(
             libdeflate_deflate_decompress(decompressor, coded->data(), coded->size(), out->data(),
@@ -285,11 +288,11 @@ void addLzss(const std::string& name, const Bytes& bytes) {
     const auto room = std::make_shared<Bytes>(coded->size() + 8);
     const auto pairs = std::make_shared<std::vector<Lz77Pair>>(65280);
     const size_t pairCount = lz77Pairs(*src, *pairs);
-    add("lzss/" + name + "/encode", bytes.size(), [=] { lzssEncode(*src, *room); });
-    add("lzss/" + name + "/deflate_normal_pairs", bytes.size(),
+    add("lzss_encode/" + name + "/ours", bytes.size(), [=] { lzssEncode(*src, *room); });
+    add("lzss_encode/" + name + "/deflate normal pairs", bytes.size(),
         [=] { require(lz77Pairs(*src, *pairs) == pairCount, "deflate pairs"); });
-    add("lzss/" + name + "/decode", bytes.size(), [=] { lzssDecode(*coded, *out); });
-    add("lzss/" + name + "/decode_by_bytes", bytes.size(), [=] { lzssRead(*coded, *out); });
+    add("lzss_decode/" + name + "/ours", bytes.size(), [=] { lzssDecode(*coded, *out); });
+    add("lzss_decode/" + name + "/by bytes", bytes.size(), [=] { lzssRead(*coded, *out); });
 }
 
 }  // namespace

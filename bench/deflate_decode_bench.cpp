@@ -322,12 +322,12 @@ int main(int argc, char** argv) {
     for (const auto& file : files) {
         for (const Maker& maker : kMakers) {
             const Input input{&file.bytes, &maker};
-            const std::string suffix = "/" + file.name + "/" + maker.name;
-            add("OnePassVsLibdeflate" + suffix, benchOnePass, input);
-            add("TwoStageVsZlib" + suffix, benchTwoStage, input);
-            if (suffix.find("zlib-6") == std::string::npos) continue;
-            add("PiecesVsWhole" + suffix, benchPieces, input);
-            add("ByteCalls" + suffix, benchByteCalls, input);
+            const std::string stream = "/" + file.name + "/" + maker.name;
+            add("one pass" + stream + "/ours against libdeflate", benchOnePass, input);
+            add("two stages" + stream + "/ours against zlib", benchTwoStage, input);
+            if (maker.name != std::string("zlib-6")) continue;
+            add("64 KB pieces" + stream + "/ours against one piece", benchPieces, input);
+            add("calls with a byte of room" + stream + "/ours", benchByteCalls, input);
         }
     }
     benchmark::RunSpecifiedBenchmarks();

@@ -221,15 +221,15 @@ void registerAll(const std::vector<bench::CorpusFile>& files) {
                 [&src, level](benchmark::State& s) { runOurs(s, src, level, Blocks::selected); });
             add("libdeflate -" + std::to_string(race.libdeflate),
                 [&src, d = race.libdeflate](benchmark::State& s) { runLibdeflate(s, src, d); });
-            add("stage search",
+            add("search/ours",
                 [&src, level](benchmark::State& s) { runSearch(s, src, level, Lz77ChecksumNone); });
-            add("stage search+crc", [&src, level](benchmark::State& s) {
+            add("search and CRC-32/ours", [&src, level](benchmark::State& s) {
                 runSearch(s, src, level, Lz77ChecksumCrc32);
             });
-            add("stage dynamic coding", [&src, level](benchmark::State& s) {
+            add("dynamic coding/ours", [&src, level](benchmark::State& s) {
                 runCoding(s, src, level, Lz77HuffModeDynamic);
             });
-            add("stage fixed coding", [&src, level](benchmark::State& s) {
+            add("fixed coding/ours", [&src, level](benchmark::State& s) {
                 runCoding(s, src, level, Lz77HuffModeFixed);
             });
         }

@@ -290,28 +290,29 @@ void peerChainDecompress(benchmark::State& state, const bench::CorpusFile& file)
 
 int main(int argc, char** argv) {
     for (Block& block : blocks()) {
-        const auto add = [&](const char* what, void (*run)(benchmark::State&, Block&)) {
+        const auto add = [&](const std::string& stage, const char* contender,
+                             void (*run)(benchmark::State&, Block&)) {
             return benchmark::RegisterBenchmark(
-                (std::string(what) + "/" + block.name).c_str(),
+                (stage + "/" + block.name + "/" + contender).c_str(),
                 [run, &block](benchmark::State& s) { run(s, block); });
         };
-        add("encode/zeldc", encode);
-        add("encode/libbz2", peerEncode)->UseManualTime();
-        add("encode_init/zeldc", encodeInit);
-        add("decode/zeldc", decode);
-        add("decode/libbz2", peerDecode)->UseManualTime();
+        add("encode", "ours", encode);
+        add("encode", "libbz2", peerEncode)->UseManualTime();
+        add("encode_init", "ours", encodeInit);
+        add("decode", "ours", decode);
+        add("decode", "libbz2", peerDecode)->UseManualTime();
     }
     static const std::vector<bench::CorpusFile> files = bench::corpus(8000000);
     for (const auto& file : files) {
-        const auto add = [&](const char* what,
+        const auto add = [&](const std::string& stage, const char* contender,
                              void (*run)(benchmark::State&, const bench::CorpusFile&)) {
-            benchmark::RegisterBenchmark((std::string(what) + "/" + file.name).c_str(),
+            benchmark::RegisterBenchmark((stage + "/" + file.name + "/" + contender).c_str(),
                                          [run, &file](benchmark::State& s) { run(s, file); });
         };
-        add("compress/zeldc", chainCompress);
-        add("compress/libbz2", peerChainCompress);
-        add("decompress/zeldc", chainDecompress);
-        add("decompress/libbz2", peerChainDecompress);
+        add("compress", "ours", chainCompress);
+        add("compress", "libbz2", peerChainCompress);
+        add("decompress", "ours", chainDecompress);
+        add("decompress", "libbz2", peerChainDecompress);
     }
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

@@ -310,7 +310,7 @@ void benchBuild(benchmark::State& state) {
 int main(int argc, char** argv) {
     for (const Code& code : codes()) {
         const std::pair<const char*, size_t> ways[] = {
-            {"zeldc", SIZE_MAX}, {"zeldc_by_64", 64}, {"by_bits", 0}};
+            {"ours", SIZE_MAX}, {"ours by 64", 64}, {"by bits", 0}};
         for (const auto& [name, piece] : ways) {
             const size_t size = piece;
             benchmark::RegisterBenchmark(
@@ -319,13 +319,14 @@ int main(int argc, char** argv) {
         }
         if (code.tupleLength != 0) continue;
         for (const bool byBits : {false, true}) {
-            const std::string kind = byBits ? "by_bits" : "zeldc";
+            const std::string kind = byBits ? "by bits" : "ours";
             benchmark::RegisterBenchmark(
                 ("encode/" + code.name + "/" + kind).c_str(),
                 [&code, byBits](benchmark::State& state) { benchEncode(state, code, byBits); });
         }
     }
-    benchmark::RegisterBenchmark("build/65536_codes", benchBuild)->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("build/65536_codes/ours", benchBuild)
+        ->Unit(benchmark::kMillisecond);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
