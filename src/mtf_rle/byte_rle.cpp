@@ -121,11 +121,12 @@ void encode(Streams& io) {
     }
 }
 
-// The decoder may write whole blocks where their end will be overwritten for sure, up to kBlock - 1
-// bytes: 24 source bytes make at least 16 more, a pair and its count of 0 being the poorest three;
-// and until then no run can fail to fit. One block or one run is taken off both numbers first.
-constexpr ptrdiff_t kWideSource = kBlock + 24;
-constexpr ptrdiff_t kWideRoom = 2 * (kMaxCount + kBlock);
+// The decoder may write two blocks where their end will be overwritten for sure, up to kWide - 1
+// bytes: 48 source bytes make at least 32 more, a pair and its count of 0 being the poorest three;
+// and until then no run can fail to fit. Two blocks or one run are taken off both numbers first.
+constexpr ptrdiff_t kWide = 2 * kBlock;
+constexpr ptrdiff_t kWideSource = kWide + 48;
+constexpr ptrdiff_t kWideRoom = 2 * (kMaxCount + kWide);
 
 inline bool wideWritesVanish(const Streams& io) {
     return io.srcLeft() >= kWideSource && io.room() >= kWideRoom;
@@ -134,10 +135,13 @@ inline bool wideWritesVanish(const Streams& io) {
 // copyThroughPair() for the decoder.
 inline bool copyThroughPairWide(Streams& io) {
     while (wideWritesVanish(io)) {
-        const __m128i block = loadBlock(io.srcNext);
-        const uint32_t pairs = equalBytes(block, loadBlock(io.srcNext - 1));
-        storeBlock(io.dstNext, block);
-        const int copied = pairs == 0 ? static_cast<int>(kBlock) : std::countr_zero(pairs) + 1;
+        const __m128i first = loadBlock(io.srcNext);
+        const __m128i second = loadBlock(io.srcNext + kBlock);
+        const uint32_t pairs = equalBytes(first, loadBlock(io.srcNext - 1)) |
+                               equalBytes(second, loadBlock(io.srcNext + kBlock - 1)) << kBlock;
+        storeBlock(io.dstNext, first);
+        storeBlock(io.dstNext + kBlock, second);
+        const int copied = pairs == 0 ? static_cast<int>(kWide) : std::countr_zero(pairs) + 1;
         io.srcNext += copied;
         io.dstNext += copied;
         if (pairs != 0) return true;
