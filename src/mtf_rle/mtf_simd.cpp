@@ -64,16 +64,17 @@ constexpr PrefixMask kPrefixMask = [] {
     storeLanes(list, blend(v, movedBack(v, front), mask));
 }
 
-// The lanes up to the one that matches, all of them if none does. Within 64 bits, taking one from
-// `match` sets everything below the matching lane; the upper half counts if the lower has no match.
-[[gnu::always_inline]] inline __m128i upToMatch(__m128i match) {
+// `moved` in the lanes up to the one that matches, in all of them if none does. Within 64 bits,
+// taking one from `match` sets everything below the matching lane; the upper half counts if the
+// lower has no match. That is known last, and comes in last: six steps from `match` to the result.
+[[gnu::always_inline]] inline __m128i blendToMatch(__m128i kept, __m128i moved, __m128i match) {
     const __m128i ones = _mm_set1_epi32(-1);
-    const __m128i lower = _mm_add_epi64(match, ones);
-    const __m128i none = _mm_cmpeq_epi32(lower, ones);
-    const __m128i lowerHalf = _mm_set_epi32(0, 0, -1, -1);
-    const __m128i counts =
-        _mm_or_si128(_mm_shuffle_epi32(none, _MM_SHUFFLE(1, 1, 1, 1)), lowerHalf);
-    return _mm_and_si128(_mm_or_si128(match, lower), counts);
+    const __m128i below = _mm_add_epi64(match, ones);
+    const __m128i change = _mm_and_si128(_mm_xor_si128(kept, moved), _mm_or_si128(match, below));
+    const __m128i none = _mm_cmpeq_epi32(below, ones);
+    const __m128 halves =
+        _mm_shuffle_ps(_mm_castsi128_ps(ones), _mm_castsi128_ps(none), _MM_SHUFFLE(1, 1, 0, 0));
+    return _mm_xor_si128(kept, _mm_and_si128(change, _mm_castps_si128(halves)));
 }
 
 // Finds a symbol in the list of 15 blocks behind the first and moves what stands before it back by
@@ -84,7 +85,7 @@ size_t findAndMoveBack(uint8_t* list, __m128i symbol, __m128i front) {
         const __m128i match = _mm_cmpeq_epi8(v, symbol);
         const auto found = static_cast<unsigned>(_mm_movemask_epi8(match));
         if (found != 0) {
-            storeLanes(list + base, blend(v, movedBack(v, front), upToMatch(match)));
+            storeLanes(list + base, blendToMatch(v, movedBack(v, front), match));
             return base + static_cast<size_t>(std::countr_zero(found));
         }
         storeLanes(list + base, movedBack(v, front));
@@ -117,7 +118,7 @@ void forwardByList(const uint8_t* src, uint8_t* dst, size_t size, WorkingTable& 
             const __m128i match = _mm_cmpeq_epi8(head, symbol);
             const auto found = static_cast<unsigned>(_mm_movemask_epi8(match));
             if (found != 0) {
-                head = blend(head, moved, upToMatch(match));
+                head = blendToMatch(head, moved, match);
                 *dst++ = static_cast<uint8_t>(std::countr_zero(found));
             } else {
                 *dst++ = static_cast<uint8_t>(
