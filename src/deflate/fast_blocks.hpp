@@ -30,6 +30,19 @@
 
 namespace zeldc::deflate {
 
+inline __m128i load16(const void* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+inline void store16(void* p, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+
+// A Tier has
+//
+//     class Own { Own(const uint8_t*); __m128i at<i>() const; };    16 bytes from i on, i below 8
+//     static U32* block<history>(FastBlocks&, const uint8_t* here, uint32_t size, U32* pairNext);
+//
+// where the latter compiles FastBlocks::block for the tier.
 class FastBlocks {
   public:
     // Searches positions before `stop`, which is two or more before the call's end.
@@ -44,6 +57,7 @@ class FastBlocks {
 
     // Parses as far as blocks are safe: every position of a block has the compared bytes before
     // stop, and there is room for a pair a position and the rest of a group of literals.
+    template <class Tier>
     U32* parse(U32* pairNext, const U32* pairEnd) {
         for (;;) {
             const auto left = static_cast<int32_t>(stop_ - entered_ - kFarCompared);
@@ -56,10 +70,47 @@ class FastBlocks {
             const bool copied = inReachOfHistory() && copyBehindHistory(size);
             const uint8_t* const here =
                 copied ? behindHistory_ + (entered_ - text_.first()) : text_.at(entered_);
-            pairNext = inReachOfHistory() && !copied ? block<true>(here, size, pairNext)
-                                                     : block<false>(here, size, pairNext);
+            pairNext = inReachOfHistory() && !copied
+                           ? Tier::template block<true>(*this, here, size, pairNext)
+                           : Tier::template block<false>(*this, here, size, pairNext);
             entered_ += size;
         }
+    }
+
+    // Enters and searches `size` positions, whose bytes are at `here`, and parses up to the last of
+    // them. `history`: their candidates may lie on the other side of the call's beginning.
+    template <class Tier, bool history>
+    [[gnu::always_inline]] U32* block(const uint8_t* here, uint32_t size, U32* pairNext) {
+        const Block block{here, tables_.heads(), tables_.aboveBase(entered_),
+                          static_cast<intptr_t>(entered_ - text_.first())};
+        for (uint32_t g = 0; g < size; g += kGroup)
+            store16(hashes_ + g, shiftHashes(block.here + g));
+        std::memset(marks_, 0, sizeof marks_);
+        __m128i above = _mm_add_epi16(_mm_set1_epi16(static_cast<short>(block.above)),
+                                      _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
+        uint32_t off = reached_ - entered_;
+
+        for (uint32_t g = 0; g < kSkew; g += kGroup)
+            replace(block, g, above);
+        for (uint32_t g = kSkew; g < 2 * kSkew; g += kGroup) {
+            replace(block, g, above);
+            compare<Tier, history>(block, g - kSkew);
+        }
+        for (uint32_t g = 2 * kSkew; g < size; g += kGroup) {
+            replace(block, g, above);
+            compare<Tier, history>(block, g - kSkew);
+            mark(g - 2 * kSkew);
+            if (off + kWalkBehind + 2 * kSkew <= g)
+                pairNext = walk<history>(block, size, off, pairNext);
+        }
+        for (uint32_t g = size - kSkew; g < size; g += kGroup)
+            compare<Tier, history>(block, g);
+        for (uint32_t g = size - 2 * kSkew; g < size; g += kGroup)
+            mark(g);
+        while (off < size)
+            pairNext = walk<history>(block, size, off, pairNext);
+        reached_ = entered_ + off;
+        return pairNext;
     }
 
     // Positions before this are in the table.
@@ -83,7 +134,6 @@ class FastBlocks {
     static constexpr uint32_t kWalkBehind = 64;
     static_assert(kMarksRead <= kWalkBehind);
     static constexpr uint32_t kSignShift = sizeof(intptr_t) * 8 - 1;
-    static constexpr uint32_t kInWord = sizeof(intptr_t) / sizeof(int16_t);
 
     bool inReachOfHistory() const { return entered_ - text_.first() < kHistorySize; }
 
@@ -99,11 +149,6 @@ class FastBlocks {
         }
         return true;
     }
-
-    static __m128i load16(const void* p) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    }
-    static void store16(void* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
     struct Block {
         const uint8_t* here;  // bytes of its first position
@@ -122,35 +167,34 @@ class FastBlocks {
         store16(back_ + g, _mm_sub_epi16(_mm_setzero_si128(), ahead));
     }
 
-    // A position without a candidate is compared with itself.
-    template <bool history>
+    template <class Tier, bool history>
     [[gnu::always_inline]] void compare(const Block& block, uint32_t g) {
-        const uintptr_t toWindow = text_.windowFromSource();
-        const uint8_t* const here = block.here + g;
-        const intptr_t inCall = block.inCall + static_cast<intptr_t>(g);
-        intptr_t several = 0;
-#pragma GCC unroll 8
-        for (uint32_t i = 0; i < kGroup; ++i) {
-            // Several by one load: time goes by the number of loads here, more than by that of
-            // shifts.
-            several = i % kInWord == 0 ? load<intptr_t>(back_ + g + i) : several >> 16;
-            intptr_t back = static_cast<int16_t>(several);
-            __asm__("" : "+r"(back), "+r"(several));
-            const uint8_t* there = here + i + back;
-            if (history) {
-                // All ones before the call, which begins at 0. Added as numbers: source and window
-                // may be half the address space apart.
-                const intptr_t before = (inCall + static_cast<intptr_t>(i) + back) >> kSignShift;
-                const uintptr_t moved = static_cast<uintptr_t>(before) & toWindow;
-                there =
-                    reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(there) + moved);
-            }
-            __m128i own = load16(here + i);
-            // Keeps it in a register: gcc sends it through the stack to have an aligned operand.
-            __asm__("" : "+x"(own));
-            const __m128i equal = _mm_cmpeq_epi8(load16(there), own);
-            equal_[g + i] = static_cast<uint16_t>(_mm_movemask_epi8(equal));
+        const typename Tier::Own own(block.here + g);
+        compareOne<history, 0>(block, g, own);
+        compareOne<history, 1>(block, g, own);
+        compareOne<history, 2>(block, g, own);
+        compareOne<history, 3>(block, g, own);
+        compareOne<history, 4>(block, g, own);
+        compareOne<history, 5>(block, g, own);
+        compareOne<history, 6>(block, g, own);
+        compareOne<history, 7>(block, g, own);
+    }
+
+    // Position i of the group. Without a candidate it is compared with itself.
+    template <bool history, int i, class Own>
+    [[gnu::always_inline]] void compareOne(const Block& block, uint32_t g, const Own& own) {
+        const intptr_t back = back_[g + i];
+        const uint8_t* there = block.here + g + i + back;
+        if (history) {
+            // All ones before the call, which begins at 0. Added as numbers: source and window may
+            // be half the address space apart.
+            const intptr_t before =
+                (block.inCall + static_cast<intptr_t>(g) + i + back) >> kSignShift;
+            const uintptr_t moved = static_cast<uintptr_t>(before) & text_.windowFromSource();
+            there = reinterpret_cast<const uint8_t*>(reinterpret_cast<uintptr_t>(there) + moved);
         }
+        const __m128i equal = _mm_cmpeq_epi8(load16(there), own.template at<i>());
+        equal_[g + i] = static_cast<uint16_t>(_mm_movemask_epi8(equal));
     }
 
     [[gnu::always_inline]] void mark(uint32_t g) {
@@ -199,40 +243,6 @@ class FastBlocks {
         return pairNext + 1;
     }
 
-    template <bool history>
-    U32* block(const uint8_t* here, uint32_t size, U32* pairNext) {
-        const Block block{here, tables_.heads(), tables_.aboveBase(entered_),
-                          static_cast<intptr_t>(entered_ - text_.first())};
-        for (uint32_t g = 0; g < size; g += kGroup)
-            store16(hashes_ + g, shiftHashes(block.here + g));
-        std::memset(marks_, 0, sizeof marks_);
-        __m128i above = _mm_add_epi16(_mm_set1_epi16(static_cast<short>(block.above)),
-                                      _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
-        uint32_t off = reached_ - entered_;
-
-        for (uint32_t g = 0; g < kSkew; g += kGroup)
-            replace(block, g, above);
-        for (uint32_t g = kSkew; g < 2 * kSkew; g += kGroup) {
-            replace(block, g, above);
-            compare<history>(block, g - kSkew);
-        }
-        for (uint32_t g = 2 * kSkew; g < size; g += kGroup) {
-            replace(block, g, above);
-            compare<history>(block, g - kSkew);
-            mark(g - 2 * kSkew);
-            if (off + kWalkBehind + 2 * kSkew <= g)
-                pairNext = walk<history>(block, size, off, pairNext);
-        }
-        for (uint32_t g = size - kSkew; g < size; g += kGroup)
-            compare<history>(block, g);
-        for (uint32_t g = size - 2 * kSkew; g < size; g += kGroup)
-            mark(g);
-        while (off < size)
-            pairNext = walk<history>(block, size, off, pairNext);
-        reached_ = entered_ + off;
-        return pairNext;
-    }
-
     NarrowTables& tables_;
     CallText text_;
     uint8_t* behindHistory_;  // where the call's start is in the window
@@ -247,5 +257,8 @@ class FastBlocks {
     uint16_t equal_[kBlock];  // bit i: byte i at the candidate equals byte i here
     uint8_t marks_[kBlock / 8 + sizeof(Marks)];  // and 0 behind them
 };
+
+// parse() in the machine's tier.
+U32* parseBlocks(FastBlocks& blocks, U32* pairNext, const U32* pairEnd);
 
 }  // namespace zeldc::deflate

@@ -83,7 +83,7 @@ uint32_t Parser<reach, Tables>::fast() {
     uint32_t p = text.first();
     if constexpr (std::is_same_v<Tables, NarrowTables>) {
         FastBlocks blocks(tables, history_, text, stop);
-        pairNext = blocks.parse(pairNext, pairEnd);
+        pairNext = parseBlocks(blocks, pairNext, pairEnd);
         p = blocks.reached();
         const uint32_t entered = blocks.entered();
         tables.makeRoom(entered);
