@@ -230,28 +230,22 @@ class NarrowTables {
     U16* heads() { return memory_.head; }
     uint32_t aboveBase(uint32_t p) const { return p - base_; }
     // Makes eight positions the latest of their hashes, and gives how far each is ahead of the one
-    // it replaces; 0 stands for too far. Collected in a register: a second store a position would
-    // take as long as all the rest.
+    // it replaces; 0 stands for too far. `above` has the eight distances from the base, of which
+    // `first` is the first. Collected in a register: a second store a position would take as long
+    // as all the rest.
     [[gnu::always_inline]] static __m128i replaceEight(U16* head, const uint16_t* hashes,
-                                                       uint32_t above) {
-        const auto replace = [&](uint32_t i) -> int {
-            U16& entry = head[hashes[i]];
-            const uint16_t before = entry;
-            entry = static_cast<uint16_t>(above + i);
-            return before;
-        };
-        __m128i before = _mm_cvtsi32_si128(replace(0));
-        before = _mm_insert_epi16(before, replace(1), 1);
-        before = _mm_insert_epi16(before, replace(2), 2);
-        before = _mm_insert_epi16(before, replace(3), 3);
-        before = _mm_insert_epi16(before, replace(4), 4);
-        before = _mm_insert_epi16(before, replace(5), 5);
-        before = _mm_insert_epi16(before, replace(6), 6);
-        before = _mm_insert_epi16(before, replace(7), 7);
-        const __m128i own = _mm_add_epi16(_mm_set1_epi16(static_cast<short>(above)),
-                                          _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
+                                                       uint32_t first, __m128i above) {
+        __m128i before = _mm_setzero_si128();
+        replaceOne<0>(head, hashes, first, before);
+        replaceOne<1>(head, hashes, first, before);
+        replaceOne<2>(head, hashes, first, before);
+        replaceOne<3>(head, hashes, first, before);
+        replaceOne<4>(head, hashes, first, before);
+        replaceOne<5>(head, hashes, first, before);
+        replaceOne<6>(head, hashes, first, before);
+        replaceOne<7>(head, hashes, first, before);
         // Of 32768 and more, an empty entry's among them, the sign bit is set.
-        const __m128i distances = _mm_sub_epi16(own, before);
+        const __m128i distances = _mm_sub_epi16(above, before);
         return _mm_andnot_si128(_mm_srai_epi16(distances, 15), distances);
     }
 
@@ -277,6 +271,17 @@ class NarrowTables {
 
   private:
     static constexpr uint32_t kNumbers = 1U << 16;
+
+    template <int i>
+    [[gnu::always_inline]] static void replaceOne(U16* head, const uint16_t* hashes, uint32_t first,
+                                                  __m128i& before) {
+        uintptr_t hash = hashes[i];
+        before = _mm_insert_epi16(before, uint16_t{head[hash]}, i);
+        // Has the entry go there from memory, without a general register between, and the address
+        // not computed apart.
+        __asm__("" : "+r"(hash), "+x"(before));
+        head[hash] = static_cast<uint16_t>(first + i);
+    }
 
     struct Memory {
         U16 head[kHashSize];

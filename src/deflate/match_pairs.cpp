@@ -82,8 +82,8 @@ uint32_t Parser<reach, Tables>::fast() {
     const uint32_t stop = searchEnd(kTail);
     uint32_t p = text.first();
     if constexpr (std::is_same_v<Tables, NarrowTables>) {
-        FastBlocks blocks(tables, text, stop);
-        pairNext = blocks.parse(pairNext, pairEnd);
+        FastBlocks blocks(tables, history_, text, stop);
+        pairNext = parseBlocks(blocks, pairNext, pairEnd);
         p = blocks.reached();
         const uint32_t entered = blocks.entered();
         tables.makeRoom(entered);
