@@ -5,6 +5,7 @@
 #include "deflate/encode_block.hpp"
 #include "deflate/encode_codes.hpp"
 #include "deflate/encode_counts.hpp"
+#include "deflate/encode_pairs.hpp"
 #include "deflate/encode_state.hpp"
 #include "zeldc.h"
 
@@ -44,11 +45,11 @@ RankedCounts countBlock(EncodeState& state, PairSource pairs) {
     RankedCounts ranked;
     for (const PairWord* next = pairs.next; next != pairs.end; ++next) {
         const uint32_t pair = *next;
-        const uint32_t distance = pair >> 16;
-        uint32_t symbol = literalIndex(pair);
+        const uint32_t distance = PairParts(*next).distance();
+        uint32_t symbol = pair & 0xFF;
         if (distance != 0) {
-            symbol = kFirstLengthSymbol + kLengthCodeOf[lengthIndex(pair & 0xFFFF) - 256];
-            ++counts.of[kDistanceCodeOf[distanceSlot(distanceBack(distance))]];
+            symbol = kFirstLengthSymbol + kLengthCodeOf[(pair - 3) & 0xFF];
+            ++counts.of[kDistanceCodeOf[distanceSlot(distance)]];
         }
         if (occurrences[symbol]++ == 0) {
             symbolOfRank[ranked.distinct++] = static_cast<uint16_t>(symbol);
