@@ -25,10 +25,10 @@ constexpr uint32_t stringLength(uint32_t string) {
 // Index of a literal or a length in tables of 512. Lengths of no known origin fall into the tables,
 // in counting and in coding alike.
 constexpr uint32_t literalIndex(uint32_t literal) {
-    return 2 * (literal & 0xFF);
+    return 2 * (literal & 0xFF) + 1;
 }
 constexpr uint32_t lengthIndex(uint32_t length) {
-    return 2 * (length & 0xFF) + 1;
+    return 2 * (length & 0xFF);
 }
 
 // Code index by length - 3; the length symbol is 257 above it.

@@ -53,6 +53,10 @@ struct Bits {
 struct PairString {
     Bits bits;
     uint32_t count;
+
+    friend PairString operator+(const PairString& first, const PairString& second) {
+        return {first.bits | second.bits << first.count, first.count + second.count};
+    }
 };
 
 [[gnu::always_inline]] inline PairString pairString(const PairCodes& codes, const PairWord& pair) {
@@ -97,25 +101,60 @@ class PairSink {
     uint32_t count_;
 };
 
-// The hot loop: no test for room inside a burst of pairs, and no branch on what a pair is, which
-// nothing can predict.
+[[gnu::always_inline]] inline void putTwo(const PairCodes& codes, const PairWord* pairs,
+                                          PairSink& out) {
+    const PairString first = pairString(codes, pairs[0]);
+    const PairString second = pairString(codes, pairs[1]);
+    const PairString both = first + second;
+    if (both.count <= kOneWrite) [[likely]] {
+        out.put(both);
+    } else {
+        out.put(first);
+        out.put(second);
+    }
+}
+
+// Where literals come in long runs, a branch on whole groups of them can be predicted.
+constexpr std::ptrdiff_t kLiteralRun = 8;
+
+[[gnu::always_inline]] inline bool areLiterals(const PairWord* run) {
+    const __m128i joined = _mm_or_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(run)),
+                                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(run + 4)));
+    const __m128i distances = _mm_srli_epi32(joined, 16);
+    return _mm_movemask_epi8(_mm_cmpeq_epi8(distances, _mm_setzero_si128())) == 0xFFFF;
+}
+
+// Three literals of 15 bits each go into one write.
+[[gnu::always_inline]] inline void putLiterals(const PairCodes& codes, const PairWord* run,
+                                               PairSink& out) {
+    static_assert(3 * kLongestCode <= kOneWrite);
+    const auto string = [&](int i) {
+        const uint32_t index = literalIndex(run[i]);
+        return PairString{Bits(uint32_t{codes.bits[index]}), codes.lengths[index]};
+    };
+    out.put(string(0) + string(1) + string(2));
+    out.put(string(3) + string(4) + string(5));
+    out.put(string(6) + string(7));
+}
+
+// The hot loop: no test for room inside a burst of pairs, and no branch on what a single pair is,
+// which nothing can predict.
 [[gnu::always_inline]] inline void code(const PairCodes& codes, PairSource& pairs, BitSink& sink) {
     PairSink out(sink);
     const PairWord* next = pairs.next;
     for (std::ptrdiff_t room = sink.dstEnd - out.dst(); next != pairs.end && room >= kRoomOfPair;
          room = sink.dstEnd - out.dst()) {
         const PairWord* const end = next + std::min(room / kRoomOfPair, pairs.end - next);
-        for (; end - next >= 2; next += 2) {
-            const PairString first = pairString(codes, next[0]);
-            const PairString second = pairString(codes, next[1]);
-            const uint32_t count = first.count + second.count;
-            if (count <= kOneWrite) [[likely]] {
-                out.put({first.bits | second.bits << first.count, count});
+        for (; end - next >= kLiteralRun; next += kLiteralRun) {
+            if (areLiterals(next)) {
+                putLiterals(codes, next, out);
             } else {
-                out.put(first);
-                out.put(second);
+                for (std::ptrdiff_t i = 0; i < kLiteralRun; i += 2)
+                    putTwo(codes, next + i, out);
             }
         }
+        for (; end - next >= 2; next += 2)
+            putTwo(codes, next, out);
         if (next != end) out.put(pairString(codes, *next++));
     }
     pairs.next = next;

@@ -17,7 +17,7 @@ class PairParts {
           distance_(load<uint16_t>(reinterpret_cast<const uint8_t*>(&pair) + 2)) {}
 
     // Of the literal or the length.
-    uint32_t stringIndex() const { return 2 * byte_ + ((distance_ + 0xFFFF) >> 16); }
+    uint32_t stringIndex() const { return 2 * byte_ + ((distance_ - 1) >> 31); }
     // 0 for a literal. Distances out of range are taken modulo 32768.
     uint32_t distance() const {
         uint32_t distance = distance_;
