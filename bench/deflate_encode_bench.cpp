@@ -160,7 +160,7 @@ void runSearch(benchmark::State& state, const Bytes& src, Lz77Level level, Lz77C
     report(state, src, 0);
 }
 
-void runCoding(benchmark::State& state, const Bytes& src, Lz77Level level, Lz77HuffMode mode) {
+std::vector<std::vector<Lz77Pair>> pairsOf(const Bytes& src, Lz77Level level) {
     Ours ours;
     std::vector<std::vector<Lz77Pair>> chunks;
     zelsEncodeLZ77Init_8u(level, Lz77ChecksumNone, ours.state());
@@ -175,6 +175,29 @@ void runCoding(benchmark::State& state, const Bytes& src, Lz77Level level, Lz77H
         pairs.resize(static_cast<size_t>(pairNext - pairs.data()));
         chunks.push_back(std::move(pairs));
     }
+    return chunks;
+}
+
+void runSelection(benchmark::State& state, const Bytes& src, Lz77Level level) {
+    Ours ours;
+    zelsEncodeLZ77Init_8u(level, Lz77ChecksumNone, ours.state());
+    const auto chunks = pairsOf(src, level);
+    for (auto _ : state) {
+        for (const auto& pairs : chunks) {
+            zelsEncodeLZ77SetStatus_8u(Lz77StatusCode, ours.state());
+            Lz77HuffMode mode = Lz77HuffModeFixed;
+            zelsEncodeLZ77SelectHuffMode_8u(pairs.data(), static_cast<int32_t>(pairs.size()), &mode,
+                                            ours.state());
+            benchmark::DoNotOptimize(mode);
+        }
+    }
+    report(state, src, 0);
+}
+
+void runCoding(benchmark::State& state, const Bytes& src, Lz77Level level, Lz77HuffMode mode) {
+    Ours ours;
+    zelsEncodeLZ77Init_8u(level, Lz77ChecksumNone, ours.state());
+    const auto chunks = pairsOf(src, level);
     Bytes dst(src.size() * 2);
     const auto coder =
         mode == Lz77HuffModeDynamic ? zelsEncodeLZ77DynamicHuff_8u : zelsEncodeLZ77FixedHuff_8u;
@@ -226,6 +249,8 @@ void registerAll(const std::vector<bench::CorpusFile>& files) {
             add("search and CRC-32/ours", [&src, level](benchmark::State& s) {
                 runSearch(s, src, level, Lz77ChecksumCrc32);
             });
+            add("selection/ours",
+                [&src, level](benchmark::State& s) { runSelection(s, src, level); });
             add("dynamic coding/ours", [&src, level](benchmark::State& s) {
                 runCoding(s, src, level, Lz77HuffModeDynamic);
             });

@@ -62,14 +62,10 @@ bool codePairs(const PairCodes& codes, PairSource& pairs, BitSink& sink) {
     codePairsFast(codes, pairs, sink);
     while (!pairs.empty()) {
         if (!sink.drain()) return false;
-        const uint32_t pair = *pairs.next++;
-        const uint32_t distance = pair >> 16;
-        if (distance == 0) {
-            sink.appendString(codes.strings[literalIndex(pair)]);
-            continue;
-        }
-        sink.appendString(codes.strings[lengthIndex(pair & 0xFFFF)]);
-        const auto [bits, count] = distanceString(codes, distance);
+        const PairParts pair(*pairs.next++);
+        const uint32_t index = pair.stringIndex();
+        sink.append(codes.bits[index], codes.lengths[index]);
+        const auto [bits, count] = distanceString(codes, pair.distance());
         sink.append(bits, count);
     }
     return sink.drain();

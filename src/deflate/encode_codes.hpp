@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <type_traits>
 
 #include "core/unaligned.hpp"
 #include "deflate/format.hpp"
@@ -21,16 +22,13 @@ constexpr uint32_t stringLength(uint32_t string) {
     return string >> kStringBits;
 }
 
-// Index of a pair's literal or length in tables of 512: a byte, or 256 + length - 3. Pairs of no
-// known origin are masked into the tables, in counting and in coding alike.
-constexpr uint32_t literalIndex(uint32_t length) {
-    return length & 0xFF;
+// Index of a literal or a length in tables of 512. Lengths of no known origin fall into the tables,
+// in counting and in coding alike.
+constexpr uint32_t literalIndex(uint32_t literal) {
+    return 2 * (literal & 0xFF) + 1;
 }
 constexpr uint32_t lengthIndex(uint32_t length) {
-    return 256 + ((length - kShortestMatch) & 0xFF);
-}
-constexpr uint32_t distanceBack(uint32_t distance) {
-    return (distance - 1) & (kFarthestDistance - 1);
+    return 2 * (length & 0xFF);
 }
 
 // Code index by length - 3; the length symbol is 257 above it.
@@ -43,56 +41,76 @@ inline constexpr std::array<uint8_t, 256> kLengthCodeOf = [] {
     return codes;
 }();
 
-// Distance code by distance - 1 below 256, else by 256 + (distance - 1) / 128: from there on every
-// code begins at a multiple of 128.
-constexpr uint32_t distanceSlot(uint32_t back) {
-    return back < 256 ? back : 256 + (back >> 7);
+// What a literal has instead of a distance: a code without bits.
+constexpr uint32_t kNoDistance = kDistanceSymbols;
+
+// Distance code by distance up to 256, else by 256 + (distance + 127) / 128: from 257 on every code
+// begins at 1 above a multiple of 128.
+constexpr uint32_t distanceSlot(uint32_t distance) {
+    uint32_t far = (distance + 127 + (256 << 7)) >> 7;
+    // Which of the two is hard to predict: with both at hand compilers choose without a branch.
+    if (!std::is_constant_evaluated()) __asm__("" : "+r"(far));
+    return distance <= 256 ? distance : far;
 }
-inline constexpr std::array<uint8_t, 512> kDistanceCodeOf = [] {
-    std::array<uint8_t, 512> codes{};
+constexpr uint32_t kDistanceSlots = distanceSlot(kFarthestDistance) + 1;
+inline constexpr std::array<uint8_t, kDistanceSlots> kDistanceCodeOf = [] {
+    std::array<uint8_t, kDistanceSlots> codes{};
+    codes[0] = kNoDistance;
     for (uint32_t code = 0; code < kDistanceSymbols; ++code) {
-        const uint32_t first = kDistanceRanges[code].base - 1U;
-        for (uint32_t slot = distanceSlot(first); slot < (first < 256 ? 256U : 512U); ++slot)
+        const uint32_t first = kDistanceRanges[code].base;
+        const uint32_t last = first + (1U << kDistanceRanges[code].extraBits) - 1;
+        for (uint32_t slot = distanceSlot(first); slot <= distanceSlot(last); ++slot)
             codes[slot] = static_cast<uint8_t>(code);
     }
-    // Slots 256 and 257 stand for distances below 257 and are not used.
     return codes;
 }();
-static_assert(distanceSlot(distanceBack(65535)) < 512);
 
-// A distance code: bits 0 to 15 the code, 16 to 23 its length, 24 to 31 the number of extra bits.
-constexpr uint32_t distanceEntry(uint32_t code, uint32_t length, uint32_t extraBits) {
-    return code | length << 16 | extraBits << 24;
-}
-
-// Strings in the order of transmission: codes are stored reversed.
+// Strings in the order of transmission: codes are stored reversed. What a shift or an addition
+// takes from memory has an array of its own.
 struct PairCodes {
-    U32 strings[512];  // literals, then matches by length - 3 with their extra bits
-    U32 distances[kDistanceSymbols];
+    // Of literals, and of lengths with their extra bits: at most 15 + 5 bits.
+    U32 bits[512];
+    uint8_t lengths[512];
+    // Of distance codes, the last one being nothing at all, for literals. A distance's extra bits
+    // are the low bits of distance - 1: every code begins at a multiple of its range.
+    U32 distanceBits[kDistanceSymbols + 1];
+    U32 distanceLengths[kDistanceSymbols + 1];
+    U32 distanceExtraMasks[kDistanceSymbols + 1];
+    U32 distanceTotals[kDistanceSymbols + 1];  // lengths with extra bits
     U32 endOfBlock;
 };
-static_assert(kLongestCode + 5 <= kStringBits);
 
 // Fills the table from `litLen(symbol)` and `distance(symbol)`, which give a code as
 // bitString(reversed code, length).
 template <class LitLen, class Distance>
 constexpr void fillPairCodes(PairCodes& codes, LitLen litLen, Distance distance) {
-    for (int32_t byte = 0; byte < 256; ++byte)
-        codes.strings[byte] = litLen(byte);
+    const auto put = [&](uint32_t index, uint32_t bits, uint32_t length) {
+        codes.bits[index] = bits;
+        codes.lengths[index] = static_cast<uint8_t>(length);
+    };
+    for (uint32_t byte = 0; byte < 256; ++byte) {
+        const uint32_t string = litLen(static_cast<int32_t>(byte));
+        put(literalIndex(byte), stringBits(string), stringLength(string));
+    }
     for (uint32_t i = 0; i < 256; ++i) {
         const uint32_t code = kLengthCodeOf[i];
         const uint32_t string = litLen(kFirstLengthSymbol + static_cast<int32_t>(code));
         const uint32_t count = stringLength(string);
         const uint32_t extra = i + kShortestMatch - kLengthRanges[code].base;
-        codes.strings[256 + i] =
-            bitString(stringBits(string) | extra << count, count + kLengthRanges[code].extraBits);
+        put(lengthIndex(i + kShortestMatch), stringBits(string) | extra << count,
+            count + kLengthRanges[code].extraBits);
     }
-    for (int32_t symbol = 0; symbol < kDistanceSymbols; ++symbol) {
-        const uint32_t string = distance(symbol);
-        codes.distances[symbol] =
-            distanceEntry(stringBits(string), stringLength(string),
-                          kDistanceRanges[static_cast<uint32_t>(symbol)].extraBits);
+    const auto putDistance = [&](uint32_t index, uint32_t string, uint32_t extraBits) {
+        codes.distanceBits[index] = stringBits(string);
+        codes.distanceLengths[index] = stringLength(string);
+        codes.distanceExtraMasks[index] = (1U << extraBits) - 1;
+        codes.distanceTotals[index] = stringLength(string) + extraBits;
+    };
+    for (uint32_t symbol = 0; symbol < kDistanceSymbols; ++symbol) {
+        putDistance(symbol, distance(static_cast<int32_t>(symbol)),
+                    kDistanceRanges[symbol].extraBits);
     }
+    putDistance(kNoDistance, 0, 0);
     codes.endOfBlock = litLen(kEndOfBlock);
 }
 

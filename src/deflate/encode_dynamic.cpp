@@ -205,10 +205,12 @@ int32_t layOutHeader(U32* strings, const uint8_t* litLen, const uint8_t* distanc
 void beginHeader(EncodeState& state, BitSink& /*sink*/, PairSource pairs, bool isFinal) {
     LitLenCounts litLenCounts;
     DistanceCounts distanceCounts;
-    countPairs(pairs, litLenCounts, distanceCounts);
-    litLenCounts.addEndOfBlock();
     if (state.countsMade != 0) {
+        countDistances(pairs, distanceCounts);
         std::copy_n(state.litLenCounts, kLitLenSymbols, litLenCounts.of);
+    } else {
+        countPairs(pairs, litLenCounts, distanceCounts);
+        litLenCounts.addEndOfBlock();
     }
 
     uint8_t litLen[kLitLenSymbols];

@@ -9,20 +9,41 @@
 
 namespace zeldc::deflate {
 
-// A distance's code with its extra bits, at most 15 + 13.
+// What a pair is made of, read without a branch on what it is.
+class PairParts {
+  public:
+    explicit PairParts(const PairWord& pair)
+        : byte_(load<uint8_t>(&pair)),
+          distance_(load<uint16_t>(reinterpret_cast<const uint8_t*>(&pair) + 2)) {}
+
+    // Of the literal or the length.
+    uint32_t stringIndex() const { return 2 * byte_ + ((distance_ - 1) >> 31); }
+    // 0 for a literal. Distances out of range are taken modulo 32768.
+    uint32_t distance() const {
+        uint32_t distance = distance_;
+        if (distance > kFarthestDistance) [[unlikely]] {
+            distance -= kFarthestDistance;
+            __asm__("" : "+r"(distance));  // keeps the unlikely case out of the others' way
+        }
+        return distance;
+    }
+
+  private:
+    uint32_t byte_;
+    uint32_t distance_;
+};
+
+// A distance's code with its extra bits, at most 15 + 13; nothing for the distance 0 of a literal.
 struct DistanceString {
     uint32_t bits;
     uint32_t count;
 };
 
 inline DistanceString distanceString(const PairCodes& codes, uint32_t distance) {
-    const uint32_t back = distanceBack(distance);
-    const uint32_t entry = codes.distances[kDistanceCodeOf[distanceSlot(back)]];
-    const uint32_t codeLength = entry >> 16 & 0xFF;
-    const uint32_t extraBits = entry >> 24;
-    // Every code begins at a multiple of its range, so the offset in it is the low bits.
-    const uint32_t extra = back & ((1U << extraBits) - 1);
-    return {(entry & 0xFFFF) | extra << codeLength, codeLength + extraBits};
+    const uint32_t code = kDistanceCodeOf[distanceSlot(distance)];
+    const uint32_t extra = (distance - 1) & codes.distanceExtraMasks[code];
+    return {codes.distanceBits[code] | extra << (codes.distanceLengths[code] & 31),
+            codes.distanceTotals[code]};
 }
 
 // Codes pairs until they end or the destination is nearly full. Up to 7 bits wait before and after.

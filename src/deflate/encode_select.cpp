@@ -1,9 +1,10 @@
 // Whether a dynamic block is likely to be worth its header.
+#include <algorithm>
 #include <cstdint>
 
+#include "core/sort.hpp"
 #include "core/state.hpp"
 #include "deflate/encode_block.hpp"
-#include "deflate/encode_codes.hpp"
 #include "deflate/encode_counts.hpp"
 #include "deflate/encode_state.hpp"
 #include "zeldc.h"
@@ -17,8 +18,20 @@ constexpr uint8_t kDynamicMode = Lz77HuffModeDynamic;
 // Occurrences of the distinct literal/length symbols, in the order of their first occurrence: rank
 // 1 is at index 0.
 struct RankedCounts {
-    uint32_t counts[kLitLenSymbols];
+    struct Symbol {
+        uint32_t first;
+        uint32_t count;
+    };
+    Symbol symbols[kLitLenSymbols];
     uint32_t distinct = 0;
+
+    RankedCounts(const LitLenCounts& counts, const FirstOccurrences& first) {
+        for (int32_t symbol = 0; symbol < kLitLenSymbols; ++symbol) {
+            if (counts.of[symbol] != 0) symbols[distinct++] = {first.of[symbol], counts.of[symbol]};
+        }
+        sortAscending(symbols, static_cast<int32_t>(distinct),
+                      [](const Symbol& symbol) { return symbol.first; });
+    }
 };
 
 // Compares the most frequent symbol with the one at the mean rank: where they are far apart, few
@@ -27,39 +40,13 @@ uint8_t decide(const RankedCounts& ranked, uint32_t pairs) {
     uint64_t weighted = 0;
     uint32_t largest = 0;
     for (uint32_t i = 0; i < ranked.distinct; ++i) {
-        weighted += uint64_t{ranked.counts[i]} * (i + 1);
-        if (ranked.counts[i] > largest) largest = ranked.counts[i];
+        const uint32_t count = ranked.symbols[i].count;
+        weighted += uint64_t{count} * (i + 1);
+        largest = std::max(largest, count);
     }
     const auto meanRank = static_cast<uint32_t>(weighted / pairs);
-    const uint32_t lead = largest - ranked.counts[meanRank - 1];
+    const uint32_t lead = largest - ranked.symbols[meanRank - 1].count;
     return lead >= pairs / 4 ? kDynamicMode : kFixedMode;
-}
-
-// Counts the block into the state and by rank. A match counts its distance code as a
-// literal/length symbol as well, which the dynamic coder then builds its code from.
-RankedCounts countBlock(EncodeState& state, PairSource pairs) {
-    uint32_t occurrences[kLitLenSymbols] = {};
-    uint16_t symbolOfRank[kLitLenSymbols];
-    LitLenCounts counts;
-    RankedCounts ranked;
-    for (const PairWord* next = pairs.next; next != pairs.end; ++next) {
-        const uint32_t pair = *next;
-        const uint32_t distance = pair >> 16;
-        uint32_t symbol = literalIndex(pair);
-        if (distance != 0) {
-            symbol = kFirstLengthSymbol + kLengthCodeOf[lengthIndex(pair & 0xFFFF) - 256];
-            ++counts.of[kDistanceCodeOf[distanceSlot(distanceBack(distance))]];
-        }
-        if (occurrences[symbol]++ == 0) {
-            symbolOfRank[ranked.distinct++] = static_cast<uint16_t>(symbol);
-        }
-    }
-    counts.addEndOfBlock();
-    for (int32_t symbol = 0; symbol < kLitLenSymbols; ++symbol)
-        state.litLenCounts[symbol] = counts.of[symbol] + occurrences[symbol];
-    for (uint32_t i = 0; i < ranked.distinct; ++i)
-        ranked.counts[i] = occurrences[symbolOfRank[i]];
-    return ranked;
 }
 
 void select(EncodeState& state, PairSource pairs) {
@@ -67,9 +54,20 @@ void select(EncodeState& state, PairSource pairs) {
         state.huffMode = kFixedMode;
         return;
     }
-    const RankedCounts ranked = countBlock(state, pairs);
+    LitLenCounts counts;
+    DistanceCounts distances;
+    FirstOccurrences first;
+    countPairs(pairs, counts, distances, first);
+    state.huffMode =
+        decide(RankedCounts(counts, first), static_cast<uint32_t>(pairs.end - pairs.next));
+
+    // A match counts its distance code as a literal/length symbol as well, which the dynamic coder
+    // then builds its code from.
+    counts.addEndOfBlock();
+    for (int32_t code = 0; code < kDistanceSymbols; ++code)
+        counts.of[code] += distances.of[code];
+    std::copy_n(counts.of, kLitLenSymbols, state.litLenCounts);
     state.countsMade = 1;
-    state.huffMode = decide(ranked, static_cast<uint32_t>(pairs.end - pairs.next));
 }
 
 }  // namespace
