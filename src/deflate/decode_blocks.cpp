@@ -42,16 +42,11 @@ Found find(const U32* table, int32_t indexBits, uint64_t bitBuf, int32_t bitsBef
     uint64_t rest = bitBuf >> bitsBefore;
     Entry entry = table[rest & ((1U << indexBits) - 1)];
     int32_t bits = bitsBefore;
-    if (entry & kWholeMatch) {
-        const auto all = static_cast<uint32_t>(rest) & ((1U << wholeBits(entry)) - 1);
-        return {entry, static_cast<int32_t>(wholeBits(entry)),
-                wholeDistanceBase(entry) + (all >> wholeCodeBits(entry))};
-    }
     if (entry & kLink && entry & kExceptional) {
         bits += indexBits;
         rest >>= indexBits;
-        entry =
-            table[payload(entry) + (static_cast<uint32_t>(rest) & ((1U << codeLength(entry)) - 1))];
+        const auto index = static_cast<uint32_t>(rest) & ((1U << codeLength(entry)) - 1);
+        entry = table[(1U << indexBits) + payload(entry) + index];
     }
     const auto both = static_cast<uint32_t>(rest) & ((1U << bitsToConsume(entry)) - 1);
     return {entry, bits + static_cast<int32_t>(bitsToConsume(entry)),
@@ -61,12 +56,18 @@ Found find(const U32* table, int32_t indexBits, uint64_t bitBuf, int32_t bitsBef
 // Reads one symbol with all that belongs to it, without consuming it.
 template <class Code>
 Symbol peekSymbol(const TablesOf<Code>& tables, const BitSource& bits) {
+    const Entry entry = tables.litLen[bits.peek() & ((1U << Code::kLitLenBits) - 1)];
+    if (isWholeMatch(entry)) {
+        const uint32_t size = bitsToConsume(entry);
+        if (static_cast<int32_t>(size) > bits.count()) return {Unit::cut, 0, 0, 0};
+        const auto all = static_cast<uint32_t>(bits.peek()) & ((1U << size) - 1);
+        return {Unit::match, ownLength(entry),
+                wholeDistanceBase(entry) + (all >> wholeCodeBits(entry)),
+                static_cast<int32_t>(size)};
+    }
     const Found first = find(tables.litLen, Code::kLitLenBits, bits.peek(), 0);
     if (first.bits > bits.count()) return {Unit::cut, 0, 0, 0};
     if (isLiteral(first.entry)) return {Unit::literal, payload(first.entry) & 0xFF, 0, first.bits};
-    if (first.entry & kWholeMatch) {
-        return {Unit::match, wholeLength(first.entry), first.value, first.bits};
-    }
     if (first.entry & kExceptional) {
         return {first.entry & kBlockEnd ? Unit::blockEnd : Unit::invalid, 0, 0, first.bits};
     }

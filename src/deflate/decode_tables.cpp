@@ -16,33 +16,20 @@ constexpr auto kDistanceResults = resultsOf<kDistanceAlphabet>(distanceResult);
 
 constexpr auto kNothingMore = [](auto*, int32_t) {};
 
-constexpr FixedTables makeFixedTables() {
-    std::array<uint8_t, kLitLenAlphabet> litLen{};
-    for (size_t i = 0; i < litLen.size(); ++i)
-        litLen[i] = fixedLitLenLength(static_cast<int32_t>(i));
-    std::array<uint8_t, kDistanceAlphabet> distance{};
-    distance.fill(kFixedDistanceBits);
-
-    FixedTables tables{};
-    buildTable(tables.litLen, 1 << FixedCode::kLitLenBits, FixedCode::kLitLenBits,
-               SortedCode(litLen.data(), kLitLenAlphabet), kLitLenResults, kNothingMore);
-    buildTable(tables.distance, 1 << FixedCode::kDistanceBits, FixedCode::kDistanceBits,
-               SortedCode(distance.data(), kDistanceAlphabet), kDistanceResults, kNothingMore);
-    return tables;
-}
-
 // The whole matches of a block, made from two halves: a length with its extra bits, a distance's
 // code.
+template <class Code>
 class WholeMatches {
   public:
-    WholeMatches(const SortedCode& litLen, const SortedCode& distance) {
+    constexpr WholeMatches(const SortedCode& litLen, const SortedCode& distance) {
         if (distance.oversubscribed) return;
         collectLengths(litLen);
         collectDistances(distance);
     }
 
     // Those that take `size` bits, in place of the lengths.
-    void operator()(U32* table, int32_t size) const {
+    template <class Element>
+    constexpr void operator()(Element* table, int32_t size) const {
         for (int32_t bits = 1; bits < size; ++bits) {
             const Group& distances = distances_[size - bits];
             for (int32_t i = 0; i < lengths_[bits].count; ++i) {
@@ -50,7 +37,7 @@ class WholeMatches {
                 for (int32_t j = 0; j < distances.count; ++j) {
                     const Half distance = distances.halves[j];
                     const Entry entry = length.entry + distance.entry;
-                    if (wholeBits(entry) > kMostWholeBits) continue;
+                    if (bitsToConsume(entry) > kMostWholeBits) continue;
                     table[length.codeword | distance.codeword << bits] = entry;
                 }
             }
@@ -58,8 +45,8 @@ class WholeMatches {
     }
 
   private:
-    static constexpr int32_t kMostBits = DynamicCode::kLitLenBits - 1;
-    static constexpr Entry kCodeBit = 1 << 7 | 1;
+    static constexpr int32_t kMostBits = Code::kLitLenBits - 1;
+    static constexpr Entry kCodeBit = 1 << 8 | 1;
 
     struct Half {
         uint32_t codeword;  // reversed, with the extra bits of a length
@@ -68,10 +55,10 @@ class WholeMatches {
     struct Group {
         int32_t count = 0;
         Half halves[kLongestWholeMatch - kShortestMatch + 1];
-        void add(Half half) { halves[count++] = half; }
+        constexpr void add(Half half) { halves[count++] = half; }
     };
 
-    void collectLengths(const SortedCode& litLen) {
+    constexpr void collectLengths(const SortedCode& litLen) {
         const uint16_t* symbols = litLen.symbols;  // of one length: literals, then lengths
         uint32_t code = 0;
         for (int32_t length = 1; length <= kMostBits; ++length) {
@@ -81,13 +68,14 @@ class WholeMatches {
                 const CodeRange range =
                     kLengthRanges[static_cast<size_t>(symbols[i] - kFirstLengthSymbol)];
                 const int32_t bits = length + range.extraBits;
-                if (range.base > kLongestWholeMatch || bits > kMostBits) continue;
+                if (bits > kMostBits) continue;
                 const uint32_t codeword =
                     reversedCode(code + static_cast<uint32_t>(i), static_cast<uint32_t>(length));
-                const Entry entry = kWholeMatch + static_cast<Entry>(bits) * kCodeBit;
+                const Entry entry = static_cast<Entry>(bits) * kCodeBit;
                 for (uint32_t extra = 0; extra < 1U << range.extraBits; ++extra) {
+                    if (range.base + extra > kLongestWholeMatch) break;
                     lengths_[bits].add({codeword | extra << length,
-                                        entry | (range.base + extra - kShortestMatch) << 26});
+                                        entry | (range.base + extra) << kOwnLengthShift});
                 }
             }
             symbols += count;
@@ -95,16 +83,16 @@ class WholeMatches {
         }
     }
 
-    void collectDistances(const SortedCode& distance) {
+    constexpr void collectDistances(const SortedCode& distance) {
         const uint16_t* symbol = distance.symbols;
         uint32_t codeword = 0;
         for (int32_t length = 1; length <= kMostBits; ++length) {
             for (int32_t left = distance.counts[length]; left > 0; --left, ++symbol) {
-                if (*symbol < kDistanceSymbols) {
+                if (*symbol < kDistanceSymbols &&
+                    kDistanceRanges[*symbol].base >= kLeastWholeDistance) {
                     const CodeRange range = kDistanceRanges[*symbol];
-                    const Entry base = static_cast<Entry>(range.base) << 11;
-                    distances_[length].add(
-                        {codeword, base + range.extraBits + static_cast<Entry>(length) * kCodeBit});
+                    const Entry bits = range.extraBits + static_cast<Entry>(length) * kCodeBit;
+                    distances_[length].add({codeword, wholeDistanceField(range.base) | bits});
                 }
                 codeword = nextReversed(codeword, length);
             }
@@ -114,6 +102,38 @@ class WholeMatches {
     Group lengths_[kMostBits + 1];
     Group distances_[kMostBits + 1];
 };
+
+template <class Code, class AnyTables>
+constexpr void fillTables(AnyTables& tables, const SortedCode& litLen, const SortedCode& distance) {
+    buildTable(tables.litLen, static_cast<int32_t>(std::size(tables.litLen)), Code::kLitLenBits,
+               litLen, kLitLenResults, WholeMatches<Code>(litLen, distance));
+    buildTable(tables.distance, static_cast<int32_t>(std::size(tables.distance)),
+               Code::kDistanceBits, distance, kDistanceResults, kNothingMore);
+}
+
+constexpr FixedTables makeFixedTables() {
+    std::array<uint8_t, kLitLenAlphabet> litLen{};
+    for (size_t i = 0; i < litLen.size(); ++i)
+        litLen[i] = fixedLitLenLength(static_cast<int32_t>(i));
+    std::array<uint8_t, kDistanceAlphabet> distance{};
+    distance.fill(kFixedDistanceBits);
+
+    FixedTables tables{};
+    fillTables<FixedCode>(tables, SortedCode(litLen.data(), kLitLenAlphabet),
+                          SortedCode(distance.data(), kDistanceAlphabet));
+    return tables;
+}
+
+// Whether nine of ten symbols or more are. In an optimal code, one of n bits makes up 2^-n of all.
+bool areMostlyLiterals(const U16* lengths, int32_t litLenCount) {
+    constexpr uint32_t kAll = 1 << kLongestCode;
+    uint32_t share = 0;
+    for (int32_t i = 0; i < std::min(litLenCount, kEndOfBlock); ++i) {
+        const uint32_t length = lengths[i] & 15;
+        if (length != 0) share += kAll >> length;
+    }
+    return share >= kAll / 10 * 9;
+}
 
 }  // namespace
 
@@ -127,10 +147,8 @@ static_assert(payload(kFixedTables.litLen[0b1001000]) == 11 &&
 void buildTables(Tables& tables, const U16* lengths, int32_t litLenCount, int32_t distanceCount) {
     const SortedCode litLen(lengths, litLenCount);
     const SortedCode distance(lengths + litLenCount, distanceCount);
-    buildTable(tables.litLen, kLitLenEntries, DynamicCode::kLitLenBits, litLen, kLitLenResults,
-               WholeMatches(litLen, distance));
-    buildTable(tables.distance, kDistanceEntries, DynamicCode::kDistanceBits, distance,
-               kDistanceResults, kNothingMore);
+    fillTables<DynamicCode>(tables, litLen, distance);
+    tables.mostlyLiterals = areMostlyLiterals(lengths, litLenCount);
 }
 
 }  // namespace zeldc::deflate

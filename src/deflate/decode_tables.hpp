@@ -3,8 +3,11 @@
 // from them takes two loads a symbol.)
 //
 // Entry, from the top:
-//   bit 31      literal
-//   bits 16-30  the literal, the base of a length or distance, or the first index of a subtable
+//   bits 25-31  of literals and lengths: the bytes that the entry stands for by itself, 1 for a
+//               literal; 0 in all others
+//   bits 16-24  the literal, the base of a length, or the first index of a subtable counted from
+//               the end of the first level
+//   bits 16-31  of distances: the base, or the same index
 //   bit 15      exceptional: bit 14, 13 or 12 says what it is
 //   bit 14      link to a subtable
 //   bit 13      end of block
@@ -16,13 +19,12 @@
 //
 // Where an index of the first literal/length level holds a length with its extra bits and the code
 // of the distance, one entry stands for the whole match. Some nine of ten matches are like that;
-// they take one look-up instead of two, of which the second has to wait for the first:
-//   bit 31      0
-//   bits 26-30  length - kShortestMatch
-//   bits 11-25  base of the distance
-//   bits 7-10   bits before the extra bits of the distance
-//   bit 6       whole match; 0 in all other entries
-//   bits 0-5    bits to consume
+// they take one look-up instead of two, of which the second has to wait for the first. Distances
+// below kLeastWholeDistance, which are rare, are not among them: their copies may overlap.
+//   bits 25-31  the length
+//   bits 13-24  (base of the distance - 1) / 8
+//   bits 8-12   bits before the extra bits of the distance
+//   bits 0-7    bits to consume
 #pragma once
 
 #include <algorithm>
@@ -42,15 +44,21 @@ constexpr int32_t kDistanceAlphabet = 32;
 
 using Entry = uint32_t;
 
-constexpr Entry kLiteral = 1U << 31;
+constexpr int32_t kOwnLengthShift = 25;
+constexpr Entry kLiteral = 1U << kOwnLengthShift;
 constexpr Entry kExceptional = 1U << 15;
 constexpr Entry kLink = 1U << 14;
 constexpr Entry kBlockEnd = 1U << 13;
 constexpr Entry kInvalid = 1U << 12;
-constexpr Entry kWholeMatch = 1U << 6;
 
+[[gnu::always_inline]] constexpr uint32_t ownLength(Entry entry) {
+    return entry >> kOwnLengthShift;
+}
 [[gnu::always_inline]] constexpr bool isLiteral(Entry entry) {
-    return static_cast<int32_t>(entry) < 0;
+    return ownLength(entry) == 1;
+}
+[[gnu::always_inline]] constexpr bool isWholeMatch(Entry entry) {
+    return ownLength(entry) > 1;
 }
 [[gnu::always_inline]] constexpr uint32_t payload(Entry entry) {
     return entry >> 16;
@@ -63,20 +71,20 @@ constexpr Entry kWholeMatch = 1U << 6;
 }
 
 // Of a whole match.
-constexpr uint32_t kLongestWholeMatch = kShortestMatch + 31;
+constexpr uint32_t kLongestWholeMatch = 32;
+constexpr uint32_t kLeastWholeDistance = 17;
 constexpr uint32_t kMostWholeBits = 24;
-[[gnu::always_inline]] constexpr uint32_t wholeLength(Entry entry) {
-    return (entry >> 26) + kShortestMatch;
+constexpr Entry wholeDistanceField(uint32_t base) {
+    return (base - 1) / 8 << 13;
 }
 [[gnu::always_inline]] constexpr uint32_t wholeDistanceBase(Entry entry) {
-    return entry >> 11 & 0x7FFF;
+    return (entry >> 10 & 0x7FF8) + 1;
 }
 [[gnu::always_inline]] constexpr uint32_t wholeCodeBits(Entry entry) {
-    return entry >> 7 & 15;
+    return entry >> 8 & 31;
 }
-[[gnu::always_inline]] constexpr uint32_t wholeBits(Entry entry) {
-    return entry & 63;
-}
+static_assert(wholeDistanceBase(wholeDistanceField(kLeastWholeDistance)) == kLeastWholeDistance &&
+              wholeDistanceBase(wholeDistanceField(24577)) == 24577);
 
 // What stands where no code leads. One bit is what the search for it consumes at least.
 constexpr Entry kUnreached = kExceptional | kInvalid | 1 << 8 | 1;
@@ -87,18 +95,16 @@ struct DynamicCode {
     static constexpr int32_t kDistanceBits = 8;
     static constexpr int32_t kLongestLitLen = kLongestCode;
     static constexpr int32_t kLongestDistance = kLongestCode;
-    static constexpr bool kHasWholeMatches = true;
-    static constexpr int32_t kCopyUnits = 2;  // of 16 bytes: what most matches end in
+    static constexpr bool kMayBeMostlyLiterals = true;
 };
-// The fixed code needs no second level, and in a small table no match is whole.
+// The fixed code needs no second level; its own codes would do with 9 bits, but matches are whole
+// from 12 bits on. With 13 bits, three of four or more are, and 14 cost more than they bring.
 struct FixedCode {
-    static constexpr int32_t kLitLenBits = 9;
+    static constexpr int32_t kLitLenBits = 13;
     static constexpr int32_t kDistanceBits = 5;
-    static constexpr int32_t kLongestLitLen = kLitLenBits;
+    static constexpr int32_t kLongestLitLen = 9;
     static constexpr int32_t kLongestDistance = kDistanceBits;
-    static constexpr bool kHasWholeMatches = false;
-    // This loop waits longer for its entries, and has the time for one more.
-    static constexpr int32_t kCopyUnits = 3;
+    static constexpr bool kMayBeMostlyLiterals = false;
 };
 
 // Room for the first levels with their subtables.
@@ -115,13 +121,16 @@ static_assert(kLongestCode - DynamicCode::kLitLenBits == 3 &&
               kLongestCode - DynamicCode::kDistanceBits == 7);
 
 // As in states, which lie at any address.
-template <int32_t litLenEntries, int32_t distanceEntries>
-struct BasicTables {
-    U32 litLen[litLenEntries];
-    U32 distance[distanceEntries];
+struct Tables {
+    U32 litLen[kLitLenEntries];
+    U32 distance[kDistanceEntries];
+    S32 mostlyLiterals;
 };
-using Tables = BasicTables<kLitLenEntries, kDistanceEntries>;
-using FixedTables = BasicTables<1 << FixedCode::kLitLenBits, 1 << FixedCode::kDistanceBits>;
+constexpr int32_t kFixedDistances = 1 << FixedCode::kDistanceBits;
+struct FixedTables {
+    U32 litLen[1 << FixedCode::kLitLenBits];
+    U32 distance[kFixedDistances];
+};
 template <class Code>
 using TablesOf = std::conditional_t<std::is_same_v<Code, FixedCode>, FixedTables, Tables>;
 
@@ -231,8 +240,9 @@ constexpr void buildTable(Element* table, int32_t capacity, int32_t tableBits,
                 if (start + size > capacity) return;
                 for (int32_t i = 0; i < size; ++i)
                     table[start + i] = kUnreached;
-                table[prefix] = static_cast<Entry>(start) << 16 | kExceptional | kLink |
-                                static_cast<Entry>(bits) << 8 | static_cast<Entry>(tableBits);
+                table[prefix] = static_cast<Entry>(start - (1 << tableBits)) << 16 | kExceptional |
+                                kLink | static_cast<Entry>(bits) << 8 |
+                                static_cast<Entry>(tableBits);
             }
             const Entry entry = results[*symbol++] + static_cast<Entry>(own) * 0x101;
             for (auto i = static_cast<int32_t>(codeword >> tableBits); i < size; i += 1 << own)
