@@ -18,7 +18,7 @@
 //               the first level. Never 0.
 //
 // Where an index of the first literal/length level holds a length with its extra bits and the code
-// of the distance, one entry stands for the whole match. Some nine of ten matches are like that;
+// of the distance, one entry stands for the whole match. Five of six matches or more are like that;
 // they take one look-up instead of two, of which the second has to wait for the first. Distances
 // below kLeastWholeDistance, which are rare, are not among them: their copies may overlap.
 //   bits 25-31  the length
@@ -98,7 +98,7 @@ struct DynamicCode {
     static constexpr bool kMayBeMostlyLiterals = true;
 };
 // The fixed code needs no second level; its own codes would do with 9 bits, but matches are whole
-// from 12 bits on. With 13 bits, three of four or more are, and 14 cost more than they bring.
+// from 12 bits on. With 13 bits, three of five or more are, and 14 cost more than they bring.
 struct FixedCode {
     static constexpr int32_t kLitLenBits = 13;
     static constexpr int32_t kDistanceBits = 5;
@@ -119,6 +119,8 @@ constexpr int32_t kLitLenEntries = (1 << DynamicCode::kLitLenBits) + kLitLenAlph
 constexpr int32_t kDistanceEntries = (1 << DynamicCode::kDistanceBits) + 146 + 128;
 static_assert(kLongestCode - DynamicCode::kLitLenBits == 3 &&
               kLongestCode - DynamicCode::kDistanceBits == 7);
+// Above what a link to one of them may hold, an entry would stand for bytes by itself.
+static_assert(kLitLenEntries - (1 << DynamicCode::kLitLenBits) <= 1 << (kOwnLengthShift - 16));
 
 // As in states, which lie at any address.
 struct Tables {
