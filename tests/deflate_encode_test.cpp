@@ -403,6 +403,58 @@ TEST(DeflateEncode, ModeSelection) {
     }
 }
 
+// The rule as it is said: the most frequent symbol leads that of the mean rank by a quarter of all.
+Lz77HuffMode plainMode(const Pairs& pairs) {
+    std::vector<uint32_t> symbols;  // in the order of their first occurrence
+    std::vector<uint32_t> counts;
+    uint64_t ranks = 0;
+    const auto rankOf = [&](uint32_t symbol) {
+        return std::find(symbols.begin(), symbols.end(), symbol) - symbols.begin();
+    };
+    for (const Lz77Pair pair : pairs) {
+        uint32_t symbol = pair.length;
+        if (pair.distance != 0) {
+            uint32_t extra = 0;
+            while ((pair.length - 3U) >> extra >= 8)
+                ++extra;
+            symbol = pair.length == 258 ? 285 : 257 + 4 * extra + ((pair.length - 3U) >> extra);
+        }
+        if (rankOf(symbol) == static_cast<std::ptrdiff_t>(symbols.size())) {
+            symbols.push_back(symbol);
+            counts.push_back(0);
+        }
+        ++counts[static_cast<size_t>(rankOf(symbol))];
+    }
+    for (size_t i = 0; i < counts.size(); ++i)
+        ranks += uint64_t{counts[i]} * (i + 1);
+    const uint32_t lead = *std::max_element(counts.begin(), counts.end()) -
+                          counts[static_cast<size_t>(ranks / pairs.size() - 1)];
+    return lead >= pairs.size() / 4 ? Lz77HuffModeDynamic : Lz77HuffModeFixed;
+}
+
+// Few symbols around one that makes up a quarter of a block, where each rank and count decides.
+TEST(DeflateEncode, ModeSelectionOnTheVerge) {
+    Random random(11);
+    int chosen[2] = {};
+    Encoder encoder;
+    for (int round = 0; round < 4000; ++round) {
+        const Lz77Pair frequent = {static_cast<uint16_t>(3 + random.below(256)),
+                                   static_cast<uint16_t>(random.below(2) * 5)};
+        Pairs pairs(1 + random.below(60));
+        for (Lz77Pair& pair : pairs) {
+            pair = {static_cast<uint16_t>(3 + random.below(20)),
+                    static_cast<uint16_t>(random.below(2))};
+            if (random.below(8) < 3) pair = frequent;
+            if (pair.distance == 0) pair.length %= 256;
+        }
+        encoder.begin();
+        const Lz77HuffMode mode = encoder.select(pairs);
+        ASSERT_EQ(mode, plainMode(pairs)) << round;
+        ++chosen[mode];
+    }
+    EXPECT_GT(std::min(chosen[0], chosen[1]), 500);
+}
+
 // Selection counts distance codes among the literal/length symbols, which shows in the code; counts
 // are used for one block and dropped by every other kind of block.
 TEST(DeflateEncode, SelectionCountsBelongToOneBlock) {
@@ -606,7 +658,7 @@ TEST(DeflateEncode, FinishingAMarkerEndsNoStream) {
     }
 }
 
-// Pairs that no generator makes are coded as something, within the tables.
+// Pairs that no generator makes are coded as others that have their low bits, within the tables.
 TEST(DeflateEncode, WildPairs) {
     Random random(9);
     Pairs pairs(20000);
@@ -614,15 +666,25 @@ TEST(DeflateEncode, WildPairs) {
         pair.length = static_cast<uint16_t>(random.next());
         pair.distance = static_cast<uint16_t>(random.next() >> (random.below(2) * 48));
     }
+    Pairs tame = pairs;
+    for (Lz77Pair& pair : tame) {
+        const int shortest = pair.distance == 0 ? 0 : 3;
+        pair.length = static_cast<uint16_t>(((pair.length - shortest) & 0xFF) + shortest);
+        if (pair.distance > 32768) pair.distance = static_cast<uint16_t>(pair.distance - 32768);
+    }
     for (const PairCoder coder : kPairCoders) {
         for (const bool selected : {false, true}) {
-            Encoder encoder;
-            encoder.begin();
-            if (selected) encoder.select(pairs);
-            Bytes out;
-            EXPECT_EQ(
-                runCoder(coder, pairs, randomPieces(1, 3000), Lz77FlushFinal, encoder.state(), out),
-                zelStsStreamEnd);
+            const auto code = [&](const Pairs& block) {
+                Encoder encoder;
+                encoder.begin();
+                if (selected) encoder.select(block);
+                Bytes out;
+                EXPECT_EQ(runCoder(coder, block, randomPieces(1, 3000), Lz77FlushFinal,
+                                   encoder.state(), out),
+                          zelStsStreamEnd);
+                return out;
+            };
+            EXPECT_TRUE(code(pairs) == code(tame));
         }
     }
 }
